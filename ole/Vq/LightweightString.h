@@ -1,0 +1,332 @@
+/// `LightweightString`, the library's copy-on-write string, for narrow (`char`, UTF-8) and wide
+/// (`wchar_t`, one 32-bit unit per character) text.
+///
+///     LightweightString<char> name("clip");
+///     LightweightString<char> copy = name;   // shares the block: one increment, no characters copied
+///     copy.push_back('s');                   // copy moves to a block of its own, name stays "clip"
+///
+/// A string is one handle wide. The empty string owns no block, allocates nothing and reads as a
+/// shared empty text. A change is written in place exactly when the string is the only owner of its
+/// block and the new length is below the block's capacity; otherwise it goes to a new block, built
+/// before the old one is let go. So every operation here that throws (only for want of memory) leaves
+/// the string as it was, and every source may point into the string's own block. Capacities count the
+/// terminator and are powers of two; no operation shrinks one in place.
+///
+/// Lengths and positions are 32-bit. A result of 2^31 characters or more throws `std::bad_alloc`.
+///
+/// Thread rule: compatible. Different strings that share a block may be read, copied, changed and
+/// destroyed on different threads; one string object must not be changed while others use it.
+#pragma once
+
+#include "Vq/Ptr.h"
+#include "Vq/StdAllocator.h"
+
+#include <bit>
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <new>
+#include <ostream>
+#include <string_view>
+#include <type_traits>
+
+/// A shared, copy-on-write text. A null `const T*` counts as the empty text everywhere in this class.
+template <class T> class VQ_EXPORT LightweightString {
+    using Traits = std::char_traits<T>;
+
+public:
+    /// A block: this header, directly followed by `capacity_` characters in the same allocation.
+    struct VQ_EXPORT Impl {
+        T* characters_;         ///< the array behind the header; `characters_[length_]` is 0
+        unsigned int length_;   ///< characters, terminator not counted
+        unsigned int capacity_; ///< slots, terminator included; always above `length_`
+        int count_;             ///< owners; 0 when built, 1 once the first handle has taken it
+
+        int* refCountAddress() noexcept { return &count_; }
+
+        /// A block has nothing to destroy: it only goes back to the memory service.
+        struct DtorTraits {
+            static void destroy(Impl* block) noexcept { OS()->memory()->deallocate(block); }
+        };
+    };
+
+    using Block = Vq::Ptr<Impl, typename Impl::DtorTraits, Vq::InternalRefCountTraits>;
+
+    using value_type = T;
+    using size_type = unsigned int;
+    using const_iterator = const T*;
+    using iterator = const_iterator;
+
+    // --- Making strings
+
+    constexpr LightweightString() noexcept = default;
+
+    /// A copy of `text` up to its terminator: one allocation, of the rounded capacity.
+    LightweightString(const T* text) : LightweightString(viewOf(text)) {}
+
+    /// What `append(text, n)` makes of an empty string.
+    LightweightString(const T* text, unsigned int n) { append(text, n); }
+
+    /// A copy of all of `text`, zero characters included.
+    explicit LightweightString(std::basic_string_view<T> text) {
+        if (!text.empty()) block_ = makeBlock(text, {});
+    }
+
+    LightweightString(const LightweightString&) = default;
+    LightweightString(LightweightString&&) noexcept = default;
+    LightweightString& operator=(const LightweightString&) = default;
+    LightweightString& operator=(LightweightString&&) noexcept = default;
+    ~LightweightString() = default;
+
+    /// As `assign`.
+    LightweightString& operator=(const T* text) { return assign(text); }
+
+    /// Gives a string that holds no block a fresh one of length `n`, whose characters the caller then
+    /// writes through `data()`; only the terminator is set. The capacity is the rounded one, or exactly
+    /// `n + 1` when `rounded` is false. `n` = 0 leaves the string empty. The pointer to an earlier
+    /// block is overwritten without a release, so call this on a string under construction only.
+    void createImpl(unsigned int n, bool rounded) {
+        ::new (&block_) Block();
+        if (n != 0) block_ = makeBlock(n, rounded ? roundedCapacity(n) : exactCapacity(n));
+    }
+
+    // --- Reading
+
+    /// The text with its terminator, never null. Lives as long as the string is alive and unmodified.
+    const T* c_str() const noexcept { return block_ ? block_->characters_ : kEmptyText; }
+
+    /// Characters, terminator not counted.
+    unsigned int length() const noexcept { return block_ ? block_->length_ : 0; }
+    unsigned int size() const noexcept { return length(); }
+    bool empty() const noexcept { return !block_; }
+
+    /// Slots of the block, terminator included; 0 when empty.
+    unsigned int capacity() const noexcept { return block_ ? block_->capacity_ : 0; }
+
+    /// Owners of the block, 0 when empty. A snapshot, as `Vq::Ptr::useCount`.
+    unsigned int useCount() const noexcept { return static_cast<unsigned int>(block_.useCount()); }
+
+    /// The character at `index`; the terminator at and beyond the end.
+    const T& operator[](unsigned int index) const noexcept {
+        return index < length() ? block_->characters_[index] : kEmptyText[0];
+    }
+
+    const T* begin() const noexcept { return c_str(); }
+    const T* end() const noexcept { return c_str() + length(); }
+
+    /// A view of the characters, zero characters included. Lives as `c_str()` does.
+    operator std::basic_string_view<T>() const noexcept { return {c_str(), length()}; }
+
+    // --- Writing
+
+    /// The block's characters for writing, null when empty. **Does not unshare**: what is written here
+    /// is seen by every string that shares the block. Call it on a string known to be the only owner,
+    /// as after `createImpl`, or after `unshare()`. The terminator must stay.
+    T* data() noexcept { return block_ ? block_->characters_ : nullptr; }
+
+    /// As `data()`, after moving a shared text to a block of its own.
+    T* unshare() {
+        if (block_ && !isSoleOwner()) block_ = makeBlock(*this, {});
+        return data();
+    }
+
+    /// Makes room for exactly `n` characters that the caller will then write through `data()`. In
+    /// place when possible, and then the first `n` slots keep what they held; in a new block they are
+    /// unset. `n` = 0 empties the string.
+    LightweightString& resizeFor(unsigned int n) {
+        if (n == 0) {
+            block_.reset();
+        } else if (fits(n)) {
+            setLength(n);
+        } else {
+            block_ = makeBlock(n, roundedCapacity(n));
+        }
+        return *this;
+    }
+
+    /// Cuts the string to its first `n` characters: in place when it is the only owner, else in a new
+    /// block. Nothing happens when it is no longer than that; `n` = 0 empties it.
+    LightweightString& truncate(unsigned int n) {
+        if (n >= length()) return *this;
+        if (n == 0) {
+            block_.reset();
+        } else if (fits(n)) {
+            setLength(n);
+        } else {
+            block_ = makeBlock({c_str(), n}, {});
+        }
+        return *this;
+    }
+
+    /// Replaces the text by a copy of `text`, up to its terminator.
+    LightweightString& assign(const T* text) {
+        const std::basic_string_view<T> source = viewOf(text);
+        if (source.empty()) {
+            block_.reset();
+        } else if (fits(source.size())) {
+            Traits::move(block_->characters_, source.data(), source.size());
+            setLength(static_cast<unsigned int>(source.size()));
+        } else {
+            block_ = makeBlock(source, {});
+        }
+        return *this;
+    }
+
+    /// Appends exactly `n` characters. A terminator within them ends the copying: the rest of the `n`
+    /// slots become zero characters and count all the same. With a null `text` nothing is appended.
+    LightweightString& append(const T* text, unsigned int n) {
+        if (!text || n == 0) return *this;
+        const T* terminator = Traits::find(text, n, T());
+        const std::size_t copied = terminator ? static_cast<std::size_t>(terminator - text) : n;
+        return appendPadded({text, copied}, n - copied);
+    }
+
+    /// Appends all of `text`, zero characters included.
+    LightweightString& append(std::basic_string_view<T> text) { return appendPadded(text, 0); }
+    LightweightString& append(const T* text) { return append(viewOf(text)); }
+
+    LightweightString& operator+=(const T* text) { return append(viewOf(text)); }
+    LightweightString& operator+=(std::basic_string_view<T> text) { return append(text); }
+    LightweightString& operator+=(const LightweightString& text) {
+        return append(std::basic_string_view<T>(text));
+    }
+
+    /// Appends one character; a zero character is ignored.
+    LightweightString& push_back(T c) {
+        if (c == T()) return *this;
+        const std::size_t newLength = std::size_t{length()} + 1;
+        if (!fits(newLength)) return append(std::basic_string_view<T>(&c, 1));
+        block_->characters_[newLength - 1] = c;
+        setLength(static_cast<unsigned int>(newLength));
+        return *this;
+    }
+
+    /// Characters do not append with `+=`: the conversion to a number would append its digits.
+    template <class C>
+        requires(std::is_same_v<C, char> || std::is_same_v<C, wchar_t> ||
+                 std::is_same_v<C, char8_t> || std::is_same_v<C, char16_t> ||
+                 std::is_same_v<C, char32_t>)
+    LightweightString& operator+=(C) = delete;
+
+    // --- Comparing, by code value: narrow bytes as unsigned
+
+    friend bool operator==(const LightweightString& a, const LightweightString& b) noexcept {
+        return a.block_ == b.block_ ||
+               std::basic_string_view<T>(a) == std::basic_string_view<T>(b);
+    }
+    friend bool operator==(const LightweightString& a, const T* b) noexcept {
+        return std::basic_string_view<T>(a) == viewOf(b);
+    }
+    friend bool operator==(const LightweightString& a, std::basic_string_view<T> b) noexcept {
+        return std::basic_string_view<T>(a) == b;
+    }
+    friend std::strong_ordering operator<=>(const LightweightString& a,
+                                            const LightweightString& b) noexcept {
+        return std::basic_string_view<T>(a) <=> std::basic_string_view<T>(b);
+    }
+    friend std::strong_ordering operator<=>(const LightweightString& a, const T* b) noexcept {
+        return std::basic_string_view<T>(a) <=> viewOf(b);
+    }
+    friend std::strong_ordering operator<=>(const LightweightString& a,
+                                            std::basic_string_view<T> b) noexcept {
+        return std::basic_string_view<T>(a) <=> b;
+    }
+
+private:
+    static constexpr T kEmptyText[1] = {};
+
+    static std::basic_string_view<T> viewOf(const T* text) noexcept {
+        return text ? std::basic_string_view<T>(text) : std::basic_string_view<T>();
+    }
+
+    /// The smallest power of two above `length`.
+    static unsigned int roundedCapacity(std::size_t length) {
+        if (length >= kLengthLimit) throw std::bad_alloc();
+        return std::bit_ceil(static_cast<unsigned int>(length) + 1);
+    }
+
+    static unsigned int exactCapacity(unsigned int length) {
+        if (length == std::numeric_limits<unsigned int>::max()) throw std::bad_alloc();
+        return length + 1;
+    }
+
+    /// The one place where blocks are made: length and terminator set, characters left to the caller.
+    static Block makeBlock(unsigned int length, unsigned int capacity) {
+        const std::size_t bytes = sizeof(Impl) + std::size_t{capacity} * sizeof(T);
+        auto* impl = static_cast<Impl*>(OS()->memory()->allocate(bytes));
+        // The allocation holds no objects yet; the array starts where the header ends.
+        auto* characters = reinterpret_cast<T*>(impl + 1);
+        characters[length] = T();
+        return Block(::new (impl) Impl{characters, length, capacity, 0});
+    }
+
+    /// A block of rounded capacity that holds `first`, then `second`, then `zeros` zero characters.
+    static Block makeBlock(std::basic_string_view<T> first, std::basic_string_view<T> second,
+                           std::size_t zeros = 0) {
+        const std::size_t length = first.size() + second.size() + zeros;
+        const unsigned int capacity = roundedCapacity(length);
+        Block block = makeBlock(static_cast<unsigned int>(length), capacity);
+        T* to = block->characters_;
+        Traits::copy(to, first.data(), first.size());
+        Traits::copy(to + first.size(), second.data(), second.size());
+        Traits::assign(to + first.size() + second.size(), zeros, T());
+        return block;
+    }
+
+    LightweightString& appendPadded(std::basic_string_view<T> text, std::size_t zeros) {
+        const std::size_t added = text.size() + zeros;
+        if (added == 0) return *this;
+        const std::size_t newLength = length() + added;
+        if (fits(newLength)) {
+            // The source may lie in this very block, but then it ends where the new characters start.
+            T* to = block_->characters_ + block_->length_;
+            Traits::copy(to, text.data(), text.size());
+            Traits::assign(to + text.size(), zeros, T());
+            setLength(static_cast<unsigned int>(newLength));
+        } else {
+            block_ = makeBlock(*this, text, zeros);
+        }
+        return *this;
+    }
+
+    bool isSoleOwner() const noexcept { return block_.useCount() == 1; }
+
+    /// May a text of `length` characters be written in place?
+    bool fits(std::size_t length) const noexcept {
+        return block_ && length < block_->capacity_ && isSoleOwner();
+    }
+
+    void setLength(unsigned int length) noexcept {
+        block_->length_ = length;
+        block_->characters_[length] = T();
+    }
+
+    static constexpr std::size_t kLengthLimit = std::size_t{1} << 31;
+
+    Block block_;
+};
+
+VQ_EXPORTED_INSTANTIATION(class Vq::Ptr<LightweightString<char>::Impl,
+                                        LightweightString<char>::Impl::DtorTraits,
+                                        Vq::InternalRefCountTraits>);
+VQ_EXPORTED_INSTANTIATION(class Vq::Ptr<LightweightString<wchar_t>::Impl,
+                                        LightweightString<wchar_t>::Impl::DtorTraits,
+                                        Vq::InternalRefCountTraits>);
+VQ_EXPORTED_INSTANTIATION(class LightweightString<char>);
+VQ_EXPORTED_INSTANTIATION(class LightweightString<wchar_t>);
+
+static_assert(sizeof(LightweightString<char>) == 2 * sizeof(void*));
+static_assert(sizeof(LightweightString<wchar_t>) == 2 * sizeof(void*));
+
+/// In step with `==`.
+template <class T> struct std::hash<LightweightString<T>> {
+    std::size_t operator()(const LightweightString<T>& text) const noexcept {
+        return std::hash<std::basic_string_view<T>>()(text);
+    }
+};
+
+/// Writes all characters, zero characters included; width and fill of the stream apply.
+inline std::ostream& operator<<(std::ostream& out, const LightweightString<char>& text) {
+    return out << std::string_view(text);
+}

@@ -1,0 +1,185 @@
+/// `Vq::Ptr`, the library's one shared-ownership handle.
+///
+/// Two policies choose where the 32-bit count lives: in the object (`InternalRefCountTraits`, for
+/// everything that derives from `iObject`) or in an integer of its own (`ExternalRefCountTraits`, for
+/// plain objects). A third says how the object goes when the last handle does.
+///
+///     Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path, 1, 0, 1, 0);
+///     if (file) use(*file);                                   // gone with the last handle
+///
+/// Thread rule: compatible. Distinct handles on one object may be copied, assigned and destroyed on
+/// different threads at once: the count changes only through the platform's atomic operations. The
+/// object is destroyed on the thread that drops the last handle.
+///
+/// Costs: an empty handle costs no atomic operation, a copy one increment, a move none.
+#pragma once
+
+#include "Vq/RefCount.h"
+#include "Vq/detail/PlatformCore.h"
+
+#include <cstddef>
+#include <functional>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Vq {
+
+/// Destroys with `delete`: the virtual destructor where there is one.
+struct DtorTraits {
+    template <class T> static void destroy(T* object) noexcept { delete object; }
+};
+
+/// The count lives inside the object, which has `int* refCountAddress()` and is born with count 0.
+struct InternalRefCountTraits {
+    static constexpr bool kCountIsInObject = true;
+
+    template <class D, class T> static int* counterFor(T* object) {
+        return object->refCountAddress();
+    }
+
+    template <class D, class T> static void release(int* /*counter*/, T* object) noexcept {
+        D::destroy(object);
+    }
+};
+
+/// The count is an integer on the heap, made when the first handle takes the object.
+struct ExternalRefCountTraits {
+    static constexpr bool kCountIsInObject = false;
+
+    /// Takes ownership even on failure: without a counter nobody could ever delete the object.
+    template <class D, class T> static int* counterFor(T* object) {
+        try {
+            return ::new (::operator new(sizeof(int))) int(0);
+        } catch (...) {
+            D::destroy(object);
+            throw;
+        }
+    }
+
+    template <class D, class T> static void release(int* counter, T* object) noexcept {
+        ::operator delete(counter);
+        D::destroy(object);
+    }
+};
+
+/// A handle: the address of the count and the object, both null when empty. Whether a handle is empty
+/// is asked of the object alone.
+///
+/// Give a raw pointer to one handle and copy that: an internally counted object may be taken by
+/// several handles from its plain address, an externally counted one must not.
+template <class T, class D = DtorTraits, class R = InternalRefCountTraits> class VQ_EXPORT Ptr {
+public:
+    constexpr Ptr() noexcept = default;
+    constexpr Ptr(std::nullptr_t) noexcept {}
+
+    /// Takes a reference on `object`; null gives an empty handle. Internal count: one increment.
+    /// External count: allocates the counter, and destroys `object` if that throws.
+    Ptr(T* object) {
+        if (object) {
+            counter_ = R::template counterFor<D>(object);
+            object_ = object;
+            incRef();
+        }
+    }
+
+    /// Shares the object: one increment.
+    Ptr(const Ptr& other) : counter_(other.counter_), object_(other.object_) { incRef(); }
+
+    /// Takes over the reference and leaves `other` empty: no atomic operation.
+    Ptr(Ptr&& other) noexcept
+        : counter_(std::exchange(other.counter_, nullptr)),
+          object_(std::exchange(other.object_, nullptr)) {}
+
+    /// From a handle on a derived class, where the count is in the object.
+    template <class U>
+        requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
+    Ptr(const Ptr<U, D, R>& other) : counter_(other.counter_), object_(other.object_) {
+        incRef();
+    }
+
+    template <class U>
+        requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
+    Ptr(Ptr<U, D, R>&& other) noexcept
+        : counter_(std::exchange(other.counter_, nullptr)),
+          object_(std::exchange(other.object_, nullptr)) {}
+
+    ~Ptr() { decRef(); }
+
+    /// Shares the object of `other`. The new reference is taken before the old one is dropped, so the
+    /// object survives when both are the same or when `other` lives inside the object let go. One
+    /// increment and one decrement; assigning a handle to itself does nothing.
+    Ptr& operator=(const Ptr& other) {
+        if (&other != this) {
+            Ptr taken(other);
+            swap(taken);
+        }
+        return *this;
+    }
+
+    /// Takes over the reference of `other`, leaves it empty and drops the old object: no increment.
+    /// Moving a handle onto itself does nothing.
+    Ptr& operator=(Ptr&& other) noexcept {
+        if (&other != this) {
+            Ptr taken(std::move(other));
+            swap(taken);
+        }
+        return *this;
+    }
+
+    /// Takes one more reference without a handle to hold it; pair it with `decRef`.
+    void incRef() {
+        if (object_) OS()->atomics()->atomicIncrement(counter_);
+    }
+
+    /// Drops a reference. While others remain, this handle goes on pointing at the object; when it was
+    /// the last, the object is destroyed and the handle becomes empty.
+    void decRef() noexcept {
+        if (object_ && OS()->atomics()->atomicDecrement(counter_) == 0) {
+            R::template release<D>(counter_, object_);
+            counter_ = nullptr;
+            object_ = nullptr;
+        }
+    }
+
+    /// Empties the handle, dropping its reference.
+    void reset() noexcept { Ptr dropped(std::move(*this)); }
+
+    void swap(Ptr& other) noexcept {
+        std::swap(counter_, other.counter_);
+        std::swap(object_, other.object_);
+    }
+
+    T* get() const noexcept { return object_; }
+    T* operator->() const noexcept { return object_; }
+    T& operator*() const noexcept { return *object_; }
+    explicit operator bool() const noexcept { return object_ != nullptr; }
+    bool operator!() const noexcept { return object_ == nullptr; }
+
+    /// Handles on the object now, 0 when empty. A snapshot; exact when 1 and nobody else can reach
+    /// this handle, since no other handle is there to be copied from.
+    int useCount() const noexcept {
+        // An acquire load, so that whoever finds itself alone also sees what past sharers wrote.
+        return object_ ? __atomic_load_n(counter_, __ATOMIC_ACQUIRE) : 0;
+    }
+
+    /// Same object? No count is touched; likewise with a plain pointer and with null.
+    friend bool operator==(const Ptr& a, const Ptr& b) noexcept { return a.object_ == b.object_; }
+    friend bool operator==(const Ptr& a, const T* b) noexcept { return a.object_ == b; }
+    friend bool operator==(const Ptr& a, std::nullptr_t) noexcept { return a.object_ == nullptr; }
+
+private:
+    template <class U, class E, class S> friend class Ptr;
+
+    int* counter_ = nullptr;
+    T* object_ = nullptr;
+};
+
+} // namespace Vq
+
+/// Hashes the object's address, in step with `==`.
+template <class T, class D, class R> struct std::hash<Vq::Ptr<T, D, R>> {
+    std::size_t operator()(const Vq::Ptr<T, D, R>& handle) const noexcept {
+        return std::hash<T*>()(handle.get());
+    }
+};

@@ -1,0 +1,43 @@
+/// The allocator of the library's vectors of strings: straight to the platform's memory service,
+/// without the global operators in between.
+///
+///     std::vector<LightweightString<char>, StdAllocator<LightweightString<char>>> lines;
+///
+/// Thread rule: safe.
+#pragma once
+
+#include "Vq/detail/PlatformCore.h"
+
+#include <cstddef>
+#include <limits>
+#include <new>
+
+/// A standard allocator; all instances are equal, of any type.
+template <class T> class VQ_EXPORT StdAllocator {
+public:
+    using value_type = T;
+
+    static_assert(alignof(T) <= alignof(std::max_align_t),
+                  "the memory service promises the alignment of fundamental types only");
+
+    constexpr StdAllocator() noexcept = default;
+    template <class U> constexpr StdAllocator(const StdAllocator<U>& /*other*/) noexcept {}
+
+    /// Room for `count` objects, uninitialised. Throws what the platform's `allocate` throws, and
+    /// `std::bad_array_new_length` when the size in bytes does not fit in 64 bits.
+    [[nodiscard]] T* allocate(std::size_t count) {
+        if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) {
+            throw std::bad_array_new_length();
+        }
+        return static_cast<T*>(OS()->memory()->allocate(count * sizeof(T)));
+    }
+
+    /// Gives back what `allocate` returned.
+    void deallocate(T* block, std::size_t /*count*/) noexcept {
+        OS()->memory()->deallocate(block);
+    }
+
+    template <class U> constexpr bool operator==(const StdAllocator<U>& /*other*/) const noexcept {
+        return true;
+    }
+};
