@@ -6,10 +6,8 @@ namespace {
 
 // A counted fill of a trivial type: compilers turn it into wide stores, and into memset for bytes.
 template <class T> IppStatus fill(T value, T* destination, int length) {
-    if (!destination)
-        return kIppStsNullPtrErr;
-    if (length <= 0)
-        return kIppStsSizeErr;
+    if (!destination) return kIppStsNullPtrErr;
+    if (length <= 0) return kIppStsSizeErr;
     std::fill_n(destination, length, value);
     return kIppStsNoErr;
 }
