@@ -25,6 +25,7 @@
 #include <compare>
 #include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <limits>
 #include <new>
 #include <ostream>
@@ -46,7 +47,7 @@ public:
         int* refCountAddress() noexcept { return &count_; }
 
         /// A block has nothing to destroy: it only goes back to the memory service.
-        struct DtorTraits {
+        struct VQ_EXPORT DtorTraits {
             static void destroy(Impl* block) noexcept { OS()->memory()->deallocate(block); }
         };
     };
@@ -70,7 +71,26 @@ public:
 
     /// A copy of all of `text`, zero characters included.
     explicit LightweightString(std::basic_string_view<T> text) {
-        if (!text.empty()) block_ = makeBlock(text, {});
+        if (!text.empty()) block_ = makeBlock({text});
+    }
+
+    /// A string of `n` characters that the caller then writes through `data()`; only the terminator is
+    /// set. One allocation, of the rounded capacity.
+    static LightweightString withLength(std::size_t n) {
+        LightweightString made;
+        if (n != 0) made.block_ = makeBlock(n, roundedCapacity(n));
+        return made;
+    }
+
+    /// All characters of all `parts`, one behind the other: one allocation, no sharing.
+    static LightweightString concat(std::initializer_list<std::basic_string_view<T>> parts) {
+        LightweightString joined;
+        for (std::basic_string_view<T> part : parts) {
+            if (part.empty()) continue;
+            joined.block_ = makeBlock(parts);
+            break;
+        }
+        return joined;
     }
 
     LightweightString(const LightweightString&) = default;
@@ -127,7 +147,7 @@ public:
 
     /// As `data()`, after moving a shared text to a block of its own.
     T* unshare() {
-        if (block_ && !isSoleOwner()) block_ = makeBlock(*this, {});
+        if (block_ && !isSoleOwner()) block_ = makeBlock({*this});
         return data();
     }
 
@@ -154,7 +174,7 @@ public:
         } else if (fits(n)) {
             setLength(n);
         } else {
-            block_ = makeBlock({c_str(), n}, {});
+            block_ = makeBlock({{c_str(), n}});
         }
         return *this;
     }
@@ -168,7 +188,7 @@ public:
             Traits::move(block_->characters_, source.data(), source.size());
             setLength(static_cast<unsigned int>(source.size()));
         } else {
-            block_ = makeBlock(source, {});
+            block_ = makeBlock({source});
         }
         return *this;
     }
@@ -212,8 +232,7 @@ public:
     // --- Comparing, by code value: narrow bytes as unsigned
 
     friend bool operator==(const LightweightString& a, const LightweightString& b) noexcept {
-        return a.block_ == b.block_ ||
-               std::basic_string_view<T>(a) == std::basic_string_view<T>(b);
+        return a.block_ == b.block_ || std::basic_string_view<T>(a) == std::basic_string_view<T>(b);
     }
     friend bool operator==(const LightweightString& a, const T* b) noexcept {
         return std::basic_string_view<T>(a) == viewOf(b);
@@ -252,25 +271,28 @@ private:
     }
 
     /// The one place where blocks are made: length and terminator set, characters left to the caller.
-    static Block makeBlock(unsigned int length, unsigned int capacity) {
+    static Block makeBlock(std::size_t length, unsigned int capacity) {
         const std::size_t bytes = sizeof(Impl) + std::size_t{capacity} * sizeof(T);
         auto* impl = static_cast<Impl*>(OS()->memory()->allocate(bytes));
         // The allocation holds no objects yet; the array starts where the header ends.
         auto* characters = reinterpret_cast<T*>(impl + 1);
         characters[length] = T();
-        return Block(::new (impl) Impl{characters, length, capacity, 0});
+        return Block(::new (impl) Impl{characters, static_cast<unsigned int>(length), capacity, 0});
     }
 
-    /// A block of rounded capacity that holds `first`, then `second`, then `zeros` zero characters.
-    static Block makeBlock(std::basic_string_view<T> first, std::basic_string_view<T> second,
+    /// A block of rounded capacity that holds all `parts`, then `zeros` zero characters.
+    static Block makeBlock(std::initializer_list<std::basic_string_view<T>> parts,
                            std::size_t zeros = 0) {
-        const std::size_t length = first.size() + second.size() + zeros;
+        std::size_t length = zeros;
+        for (std::basic_string_view<T> part : parts) length += part.size();
         const unsigned int capacity = roundedCapacity(length);
-        Block block = makeBlock(static_cast<unsigned int>(length), capacity);
+        Block block = makeBlock(length, capacity);
         T* to = block->characters_;
-        Traits::copy(to, first.data(), first.size());
-        Traits::copy(to + first.size(), second.data(), second.size());
-        Traits::assign(to + first.size() + second.size(), zeros, T());
+        for (std::basic_string_view<T> part : parts) {
+            Traits::copy(to, part.data(), part.size());
+            to += part.size();
+        }
+        Traits::assign(to, zeros, T());
         return block;
     }
 
@@ -285,7 +307,7 @@ private:
             Traits::assign(to + text.size(), zeros, T());
             setLength(static_cast<unsigned int>(newLength));
         } else {
-            block_ = makeBlock(*this, text, zeros);
+            block_ = makeBlock({*this, text}, zeros);
         }
         return *this;
     }
@@ -307,12 +329,12 @@ private:
     Block block_;
 };
 
-VQ_EXPORTED_INSTANTIATION(class Vq::Ptr<LightweightString<char>::Impl,
-                                        LightweightString<char>::Impl::DtorTraits,
-                                        Vq::InternalRefCountTraits>);
-VQ_EXPORTED_INSTANTIATION(class Vq::Ptr<LightweightString<wchar_t>::Impl,
-                                        LightweightString<wchar_t>::Impl::DtorTraits,
-                                        Vq::InternalRefCountTraits>);
+VQ_EXPORTED_INSTANTIATION(
+    class Vq::Ptr<LightweightString<char>::Impl, LightweightString<char>::Impl::DtorTraits,
+                  Vq::InternalRefCountTraits>);
+VQ_EXPORTED_INSTANTIATION(
+    class Vq::Ptr<LightweightString<wchar_t>::Impl, LightweightString<wchar_t>::Impl::DtorTraits,
+                  Vq::InternalRefCountTraits>);
 VQ_EXPORTED_INSTANTIATION(class LightweightString<char>);
 VQ_EXPORTED_INSTANTIATION(class LightweightString<wchar_t>);
 

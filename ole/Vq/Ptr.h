@@ -26,12 +26,12 @@
 namespace Vq {
 
 /// Destroys with `delete`: the virtual destructor where there is one.
-struct DtorTraits {
+struct VQ_EXPORT DtorTraits {
     template <class T> static void destroy(T* object) noexcept { delete object; }
 };
 
 /// The count lives inside the object, which has `int* refCountAddress()` and is born with count 0.
-struct InternalRefCountTraits {
+struct VQ_EXPORT InternalRefCountTraits {
     static constexpr bool kCountIsInObject = true;
 
     template <class D, class T> static int* counterFor(T* object) {
@@ -44,7 +44,7 @@ struct InternalRefCountTraits {
 };
 
 /// The count is an integer on the heap, made when the first handle takes the object.
-struct ExternalRefCountTraits {
+struct VQ_EXPORT ExternalRefCountTraits {
     static constexpr bool kCountIsInObject = false;
 
     /// Takes ownership even on failure: without a counter nobody could ever delete the object.
@@ -94,13 +94,12 @@ public:
     /// From a handle on a derived class, where the count is in the object.
     template <class U>
         requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
-    Ptr(const Ptr<U, D, R>& other) : counter_(other.counter_), object_(other.object_) {
-        incRef();
-    }
+    Ptr(const Ptr<U, D, R>& other) : counter_(other.counter_), object_(other.object_) { incRef(); }
 
     template <class U>
         requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
-    Ptr(Ptr<U, D, R>&& other) noexcept
+    Ptr(Ptr<U, D, R>&& other)
+    noexcept
         : counter_(std::exchange(other.counter_, nullptr)),
           object_(std::exchange(other.object_, nullptr)) {}
 

@@ -33,9 +33,7 @@ public:
     }
 
     /// Gives back what `allocate` returned.
-    void deallocate(T* block, std::size_t /*count*/) noexcept {
-        OS()->memory()->deallocate(block);
-    }
+    void deallocate(T* block, std::size_t /*count*/) noexcept { OS()->memory()->deallocate(block); }
 
     template <class U> constexpr bool operator==(const StdAllocator<U>& /*other*/) const noexcept {
         return true;

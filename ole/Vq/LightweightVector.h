@@ -1,0 +1,44 @@
+/// `LightweightVector`, a list that its copies share.
+///
+///     LightweightVector<Vq::AttribValuePair> list;      // empty, with a vector of its own
+///     LightweightVector<Vq::AttribValuePair> same = list;
+///     list.push_back(pair);                             // seen through `same` too
+///
+/// Thread rule: compatible, where all copies together are one list.
+#pragma once
+
+#include "Vq/Ptr.h"
+#include "Vq/RefCount.h"
+
+#include <cstddef>
+#include <vector>
+
+/// A shared list. Unlike a string it is **not** copy-on-write: copies go on sharing their elements,
+/// which are destroyed with the last of them.
+template <class T> class VQ_EXPORT LightweightVector : public virtual iObject {
+public:
+    using value_type = T;
+    using const_iterator = typename std::vector<T>::const_iterator;
+
+    /// An empty list that shares with nobody.
+    LightweightVector() : elements_(new std::vector<T>) {}
+    LightweightVector(const LightweightVector&) = default;
+    LightweightVector& operator=(const LightweightVector&) = default;
+    ~LightweightVector() override = default;
+
+    std::size_t size() const noexcept { return elements_->size(); }
+    bool empty() const noexcept { return elements_->empty(); }
+
+    /// The element at `index`, which must be below `size()`.
+    const T& operator[](std::size_t index) const noexcept { return (*elements_)[index]; }
+
+    /// Element positions, which a `push_back` through any of the sharing lists invalidates.
+    const_iterator begin() const noexcept { return elements_->begin(); }
+    const_iterator end() const noexcept { return elements_->end(); }
+
+    /// Appends a copy. Where memory runs out, the list is as it was.
+    void push_back(const T& element) { elements_->push_back(element); }
+
+private:
+    Vq::Ptr<std::vector<T>, Vq::DtorTraits, Vq::ExternalRefCountTraits> elements_;
+};

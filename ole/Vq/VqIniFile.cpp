@@ -1,0 +1,388 @@
+#include "Vq/VqIniFile.h"
+
+#include "Vq/Platform.h"
+#include "Vq/String.h"
+#include "Vq/VqCheck.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include <ctype.h>
+#include <strings.h>
+
+#include <cstring>
+
+template unsigned long Vq::StringManip::splitBuffer<SectionsBuildingOutputIterator>(
+    SectionsBuildingOutputIterator, const char*, unsigned long, char);
+
+using Narrow = LightweightString<char>;
+using Wide = LightweightString<wchar_t>;
+using Vq::AttribValuePair;
+
+bool VqIniFile_Private::StringLT_Fancy::operator()(const Narrow& a,
+                                                   const Narrow& b) const noexcept {
+    return (caseSensitive_ ? std::strcmp(a.c_str(), b.c_str()) : strcasecmp(a.c_str(), b.c_str())) <
+           0;
+}
+
+// --- The model
+
+const Narrow& VqIniFile::kAnonymousSection() {
+    static const Narrow name("@@@ANONYMOUS_SECTION_RESERVED_NAME@@@");
+    return name;
+}
+
+VqIniFile::VqIniFile(bool caseSensitive)
+    : caseSensitive_(caseSensitive), sections_(VqIniFile_Private::StringLT_Fancy(caseSensitive)) {}
+
+VqIniFile::VqIniFile(const Wide& path, bool loadNow, bool caseSensitive)
+    : VqIniFile(caseSensitive) {
+    path_ = path;
+    if (loadNow) load(Wide(), '\n');
+}
+
+VqIniFile::~VqIniFile() = default;
+
+VqIniFile::Section& VqIniFile::getSection(const Narrow& name) {
+    return sections_[name];
+}
+
+const VqIniFile::Section& VqIniFile::getSection(const Narrow& name) const {
+    static const Section empty;
+    const auto found = sections_.find(name);
+    return found == sections_.end() ? empty : found->second;
+}
+
+VqIniFile::Section& VqIniFile::operator[](const Narrow& name) {
+    return getSection(name);
+}
+
+const VqIniFile::Section& VqIniFile::operator[](const Narrow& name) const {
+    return getSection(name);
+}
+
+bool VqIniFile::sectionExists(const Narrow& name) const {
+    return sections_.find(name) != sections_.end();
+}
+
+void VqIniFile::removeSection(const Narrow& name) {
+    sections_.erase(name);
+}
+
+unsigned int VqIniFile::getNumSections() const {
+    return static_cast<unsigned int>(sections_.size());
+}
+
+bool VqIniFile::getSectionNameCaseSensitivity() const {
+    return caseSensitive_;
+}
+
+VqIniFile::SectionIterator VqIniFile::getSectionIterator() {
+    return {sections_.begin(), sections_.end()};
+}
+
+VqIniFile::ConstSectionIterator VqIniFile::getSectionIterator() const {
+    return {sections_.begin(), sections_.end()};
+}
+
+// --- Walking
+
+namespace {
+
+constexpr const char* kSourceFile = "ole/Vq/VqIniFile";
+
+// Lines name the failing operation to whoever reads them in a log, so each has its own.
+void requireDereferenceable(bool valid, int line) {
+    if (!valid) {
+        throw Vq::Exception::RuntimeError("Attempted to dereference invalid iterator", kSourceFile,
+                                          line);
+    }
+}
+
+void requireMovable(bool valid, int line) {
+    if (!valid) {
+        throw Vq::Exception::RuntimeError("Attempted to manipulate invalid iterator", kSourceFile,
+                                          line);
+    }
+}
+
+} // namespace
+
+bool VqIniFile::SectionIterator::valid() noexcept {
+    return current_ != end_;
+}
+
+Narrow VqIniFile::SectionIterator::name() {
+    requireDereferenceable(valid(), 418);
+    return current_->first;
+}
+
+VqIniFile::Section& VqIniFile::SectionIterator::operator*() {
+    requireDereferenceable(valid(), 429);
+    return current_->second;
+}
+
+VqIniFile::SectionIterator& VqIniFile::SectionIterator::operator++() {
+    requireMovable(valid(), 439);
+    ++current_;
+    return *this;
+}
+
+VqIniFile::SectionIterator VqIniFile::SectionIterator::operator++(int) {
+    requireMovable(valid(), 451);
+    return {current_++, end_};
+}
+
+bool VqIniFile::ConstSectionIterator::valid() noexcept {
+    return current_ != end_;
+}
+
+Narrow VqIniFile::ConstSectionIterator::name() {
+    requireDereferenceable(valid(), 485);
+    return current_->first;
+}
+
+const VqIniFile::Section& VqIniFile::ConstSectionIterator::operator*() {
+    requireDereferenceable(valid(), 496);
+    return current_->second;
+}
+
+VqIniFile::ConstSectionIterator& VqIniFile::ConstSectionIterator::operator++() {
+    requireMovable(valid(), 506);
+    ++current_;
+    return *this;
+}
+
+VqIniFile::ConstSectionIterator VqIniFile::ConstSectionIterator::operator++(int) {
+    requireMovable(valid(), 518);
+    return {current_++, end_};
+}
+
+// --- Finding
+
+namespace {
+
+template <class Iterator>
+Iterator firstWithPrefix(Iterator begin, Iterator end, const Narrow& prefix, bool caseSensitive) {
+    const auto compare = caseSensitive ? std::strncmp : strncasecmp;
+    return std::find_if(begin, end, [&](const AttribValuePair& pair) {
+        return compare(pair.name().c_str(), prefix.c_str(), prefix.length()) == 0;
+    });
+}
+
+} // namespace
+
+VqIniFile::Section::iterator VqIniFile::findBeginsWith(const Narrow& prefix, Section& section,
+                                                       bool caseSensitive,
+                                                       Section::iterator /*from*/) {
+    return firstWithPrefix(section.begin(), section.end(), prefix, caseSensitive);
+}
+
+VqIniFile::Section::const_iterator VqIniFile::findBeginsWith(const Narrow& prefix,
+                                                             const Section& section,
+                                                             bool caseSensitive,
+                                                             Section::const_iterator /*from*/) {
+    return firstWithPrefix(section.begin(), section.end(), prefix, caseSensitive);
+}
+
+VqIniFile::Section::iterator VqIniFile::findContains(const Narrow& /*text*/, Section& /*section*/,
+                                                     bool /*caseSensitive*/,
+                                                     Section::iterator /*from*/) {
+    throw Vq::Exception::LogicError("Not implemented yet!", kSourceFile, 308);
+}
+
+VqIniFile::Section::const_iterator VqIniFile::findContains(const Narrow& /*text*/,
+                                                           const Section& /*section*/,
+                                                           bool /*caseSensitive*/,
+                                                           Section::const_iterator /*from*/) {
+    throw Vq::Exception::LogicError("Not implemented yet!", kSourceFile, 317);
+}
+
+// --- Loading
+
+unsigned long Vq::StringManip::lengthWithoutUnprintableEnd(const char* bytes, unsigned long size) {
+    while (size > 0 && !isprint(static_cast<unsigned char>(bytes[size - 1]))) --size;
+    return size;
+}
+
+unsigned long Vq::StringManip::countUnprintable(const char* bytes, unsigned long size,
+                                                char separator) {
+    unsigned long count = 0;
+    while (count < size && bytes[count] != separator &&
+           !isprint(static_cast<unsigned char>(bytes[count]))) {
+        ++count;
+    }
+    return count;
+}
+
+SectionsBuildingOutputIterator::SectionsBuildingOutputIterator(VqIniFile::SectionMap* sections)
+    : sections_(sections), section_(VqIniFile::kAnonymousSection()) {}
+
+SectionsBuildingOutputIterator& SectionsBuildingOutputIterator::operator=(Narrow line) {
+    if (isEssentiallyEmpty(line)) return *this;
+    trimTrailingSpaces(line);
+    std::string_view text = line;
+    const std::size_t leadingSpaces = text.find_first_not_of(' ');
+    if (leadingSpaces != 0) {
+        line = Narrow(text.substr(leadingSpaces));
+        text = line;
+    }
+    if (text.size() >= 2 && text.front() == '[' && text.back() == ']') {
+        section_ = Narrow(text.substr(1, text.size() - 2));
+    } else {
+        (*sections_)[section_].emplace_back(line, '=');
+    }
+    return *this;
+}
+
+// The path of the model is as before when `action` throws, like everything else about it.
+template <class Action> bool VqIniFile::withPath(const Wide& path, Action action) {
+    const Wide previous = path_;
+    if (!path.empty()) path_ = path;
+    try {
+        return action();
+    } catch (...) {
+        path_ = previous;
+        throw;
+    }
+}
+
+bool VqIniFile::load(Wide path, char lineSeparator) {
+    return withPath(path, [&] { return !path_.empty() && loadFrom(path_, lineSeparator); });
+}
+
+bool VqIniFile::loadFrom(const Wide& path, char lineSeparator) {
+    const Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path, 1, 0, 1, 0);
+    if (!file) return false;
+    const unsigned long size = file->size();
+    // The count of a read has 32 bits.
+    if (size == 0 || size > std::numeric_limits<unsigned int>::max()) return false;
+    const std::unique_ptr<char[]> buffer(new char[size]);
+    if (file->read(buffer.get(), static_cast<unsigned int>(size)) == 0) return false;
+
+    SectionMap added(sections_.key_comp());
+    Vq::StringManip::splitBuffer(SectionsBuildingOutputIterator(&added), buffer.get(), size,
+                                 lineSeparator);
+    absorb(added);
+    return true;
+}
+
+// Everything that can fail comes first, so that a load is there whole or not at all.
+void VqIniFile::absorb(SectionMap& added) {
+    for (const auto& [name, pairs] : added) {
+        const auto found = sections_.find(name);
+        if (found != sections_.end()) found->second.reserve(found->second.size() + pairs.size());
+    }
+    sections_.merge(added);
+    for (auto& [name, pairs] : added) {
+        Section& section = sections_.find(name)->second;
+        section.insert(section.end(), std::make_move_iterator(pairs.begin()),
+                       std::make_move_iterator(pairs.end()));
+    }
+}
+
+// --- Saving
+
+namespace {
+
+// The longest line that any pair or header of `sections` prints as, line end included.
+std::size_t longestLine(const VqIniFile::SectionMap& sections) {
+    std::size_t longest = 0;
+    for (const auto& [name, pairs] : sections) {
+        longest = std::max<std::size_t>(longest, name.length() + 2);
+        for (const AttribValuePair& pair : pairs) {
+            const bool parts = pair.form() == AttribValuePair::kPartsOnly;
+            const std::size_t length =
+                parts ? std::size_t{pair.name().length()} + 1 + pair.value().length()
+                      : pair.text().length();
+            longest = std::max(longest, length);
+        }
+    }
+    return longest + 2;
+}
+
+// Writes lines to a file, each in one call. They are put together in one buffer that is long enough
+// from the start: once a file is open nothing may fail but the writing itself, lest the half that
+// was written count as the whole.
+class LineWriter {
+public:
+    LineWriter(iFile& file, std::string& buffer) : file_(file), line_(buffer) {}
+
+    void line(std::initializer_list<std::string_view> parts) {
+        line_.clear();
+        for (std::string_view part : parts) line_.append(part);
+        line_.append("\r\n");
+        if (file_.write(line_.data(), static_cast<unsigned int>(line_.size())) == 0) ok_ = false;
+    }
+
+    void pairs(const VqIniFile::Section& section) {
+        for (const AttribValuePair& pair : section) {
+            if (pair.form() == AttribValuePair::kPartsOnly) {
+                line({pair.name(), "=", pair.value()});
+            } else {
+                line({pair.text()});
+            }
+        }
+    }
+
+    /// Has every write succeeded so far?
+    bool ok() const { return ok_; }
+
+private:
+    iFile& file_;
+    std::string& line_;
+    bool ok_ = true;
+};
+
+// Where `save` stays when its walk meets the anonymous section. The volatile read is an effect that no
+// compiler may take the loop away for the lack of.
+void stayForever() {
+    for (const volatile bool always = true; always;) {
+    }
+}
+
+} // namespace
+
+bool VqIniFile::save(Wide path) {
+    return withPath(path, [this] {
+        bool allWritten = true;
+        return static_cast<bool>(write(AtAnonymous::kStayForever, allWritten));
+    });
+}
+
+bool VqIniFile::saveAll(Wide path) {
+    return withPath(path, [this] {
+        bool allWritten = true;
+        const Vq::Ptr<iFile> file = write(AtAnonymous::kStepPast, allWritten);
+        return file && allWritten && file->commit() != 0;
+    });
+}
+
+Vq::Ptr<iFile> VqIniFile::write(AtAnonymous atAnonymous, bool& allWritten) const {
+    // Whatever allocates comes before the opening; see LineWriter.
+    const auto anonymous = sections_.find(kAnonymousSection());
+    std::string buffer;
+    buffer.reserve(longestLine(sections_));
+    Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path_, 2, 3, 0, 0);
+    if (!file) return file;
+
+    LineWriter writer(*file, buffer);
+    if (anonymous != sections_.end()) writer.pairs(anonymous->second);
+    bool blankLineDue = anonymous != sections_.end();
+    for (auto section = sections_.begin(); section != sections_.end(); ++section) {
+        if (section == anonymous) {
+            if (atAnonymous == AtAnonymous::kStayForever) stayForever();
+            continue;
+        }
+        if (blankLineDue) writer.line({});
+        writer.line({"[", section->first, "]"});
+        writer.pairs(section->second);
+        blankLineDue = !isEssentiallyEmpty(section->first);
+    }
+    allWritten = writer.ok();
+    return file;
+}

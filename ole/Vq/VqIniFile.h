@@ -1,0 +1,234 @@
+/// `VqIniFile`, an INI settings file in memory: sections of `name=value` lines, loaded, queried,
+/// changed and saved.
+///
+///     VqIniFile settings(fromUTF8(LightweightString<char>("editor.ini")), true, false);
+///     for (const Vq::AttribValuePair& pair : settings.getSection("Video")) use(pair);
+///     settings["Video"].push_back(Vq::AttribValuePair("Height", "1080", '='));
+///     if (!settings.saveAll({})) complain();
+///
+/// The form of a file: a line `[name]` starts a section, every other line that is not blank becomes a
+/// pair of the current section, split at its first '='. Spaces at both ends of a line go; those around
+/// the '=' belong to the name and the value. There are no comments as such: a comment line is a pair
+/// without name and value that prints as it was read. Bytes that are not printable in the current
+/// locale go from both ends of a line, so LF and CRLF files load alike; in the "C" locale that takes a
+/// non-ASCII ending from a value.
+///
+/// A model that was only loaded shares the texts of its lines. Repeated keys are all kept, in order;
+/// a section that comes twice goes on. Sections are ordered by name, not as in the file.
+///
+/// Thread rule: compatible.
+#pragma once
+
+#include "Vq/AttribValuePair.h"
+#include "Vq/LightweightString.h"
+#include "Vq/Ptr.h"
+
+#include <map>
+#include <string_view>
+#include <vector>
+
+class iFile;
+
+namespace VqIniFile_Private {
+
+/// The order of sections: by bytes, or without the case of ASCII letters. Text counts up to its first
+/// zero byte.
+class VQ_EXPORT StringLT_Fancy {
+public:
+    explicit StringLT_Fancy(bool caseSensitive) noexcept : caseSensitive_(caseSensitive) {}
+    bool operator()(const LightweightString<char>& a,
+                    const LightweightString<char>& b) const noexcept;
+
+private:
+    bool caseSensitive_;
+};
+
+} // namespace VqIniFile_Private
+
+/// The model. What its operations return by reference lives until the section is removed or the model
+/// is destroyed.
+class VQ_EXPORT VqIniFile {
+public:
+    using Section = std::vector<Vq::AttribValuePair>;
+    using SectionMap =
+        std::map<LightweightString<char>, Section, VqIniFile_Private::StringLT_Fancy>;
+
+    /// A walk over the sections, in their order. Using one that is not `valid()`, other than asking
+    /// whether it is, throws a `Vq::Exception::RuntimeError`. It stays usable while its section stands.
+    class VQ_EXPORT SectionIterator {
+    public:
+        /// Not valid.
+        SectionIterator() noexcept = default;
+        SectionIterator(SectionMap::iterator current, SectionMap::iterator end) noexcept
+            : current_(current), end_(end) {}
+
+        /// Is there a section here?
+        bool valid() noexcept;
+        LightweightString<char> name();
+        Section& operator*();
+        SectionIterator& operator++();
+        SectionIterator operator++(int);
+
+    private:
+        SectionMap::iterator current_;
+        SectionMap::iterator end_;
+    };
+
+    /// The same over a model that is not to be changed.
+    class VQ_EXPORT ConstSectionIterator {
+    public:
+        ConstSectionIterator() noexcept = default;
+        ConstSectionIterator(SectionMap::const_iterator current,
+                             SectionMap::const_iterator end) noexcept
+            : current_(current), end_(end) {}
+
+        bool valid() noexcept;
+        LightweightString<char> name();
+        const Section& operator*();
+        ConstSectionIterator& operator++();
+        ConstSectionIterator operator++(int);
+
+    private:
+        SectionMap::const_iterator current_;
+        SectionMap::const_iterator end_;
+    };
+
+    /// An empty model without a path. `caseSensitive` is about section names, for good.
+    explicit VqIniFile(bool caseSensitive);
+
+    /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'. Whether
+    /// that worked is not told: a file that cannot be read leaves the model empty.
+    VqIniFile(const LightweightString<wchar_t>& path, bool loadNow, bool caseSensitive);
+
+    ~VqIniFile();
+    VqIniFile(const VqIniFile&) = default;
+    VqIniFile& operator=(const VqIniFile&) = default;
+
+    /// Adds the content of a file to the model, which is not cleared first. A `path` that is not empty
+    /// becomes the model's own; an empty one stands for it. True when the file was read; false when
+    /// there is no path, or the file cannot be opened or read, is empty, or is of 4 GiB or more. No line
+    /// is ever rejected. When memory runs out, the exception leaves the model as it was.
+    bool load(LightweightString<wchar_t> path, char lineSeparator);
+
+    /// Writes the model with CRLF line ends: the anonymous section without a header, then every section
+    /// in order under its `[name]`, with a blank line before each but the first. `path` as for `load`.
+    /// False when the file could not be opened; the results of the writes are not looked at.
+    ///
+    /// **Does not return when the model holds the anonymous section**: the walk stops for good where
+    /// that section stands in the order. A comment or a byte-order mark before the first header is enough
+    /// to make one. Use `saveAll` instead.
+    bool save(LightweightString<wchar_t> path);
+
+    /// Writes what `save` writes, but steps past the anonymous section in the walk. True only when the
+    /// file was opened, every write succeeded and so did the file's `commit()`; otherwise the platform
+    /// of libOS leaves the old file in place.
+    bool saveAll(LightweightString<wchar_t> path);
+
+    /// The section of that name, made empty when it is missing; such a section is saved.
+    Section& getSection(const LightweightString<char>& name);
+    Section& operator[](const LightweightString<char>& name);
+
+    /// The section of that name, or one shared empty vector when it is missing.
+    const Section& getSection(const LightweightString<char>& name) const;
+    const Section& operator[](const LightweightString<char>& name) const;
+
+    bool sectionExists(const LightweightString<char>& name) const;
+
+    /// Removes the section, if there is one.
+    void removeSection(const LightweightString<char>& name);
+
+    /// Sections, the anonymous one included.
+    unsigned int getNumSections() const;
+
+    bool getSectionNameCaseSensitivity() const;
+
+    /// A walk from the first section.
+    SectionIterator getSectionIterator();
+    ConstSectionIterator getSectionIterator() const;
+
+    /// The name under which keys before the first header are kept: an ordinary section otherwise.
+    static const LightweightString<char>& kAnonymousSection();
+
+    /// The first pair whose name begins with `prefix`, or the section's end. An empty prefix finds the
+    /// first pair. `from` is **not** looked at: the search always starts at the beginning.
+    static Section::iterator findBeginsWith(const LightweightString<char>& prefix, Section& section,
+                                            bool caseSensitive, Section::iterator from);
+    static Section::const_iterator findBeginsWith(const LightweightString<char>& prefix,
+                                                  const Section& section, bool caseSensitive,
+                                                  Section::const_iterator from);
+
+    /// Not there yet: always throws a `Vq::Exception::LogicError`.
+    static Section::iterator findContains(const LightweightString<char>& text, Section& section,
+                                          bool caseSensitive, Section::iterator from);
+    static Section::const_iterator findContains(const LightweightString<char>& text,
+                                                const Section& section, bool caseSensitive,
+                                                Section::const_iterator from);
+
+private:
+    enum class AtAnonymous { kStayForever, kStepPast };
+
+    template <class Action> bool withPath(const LightweightString<wchar_t>& path, Action action);
+    bool loadFrom(const LightweightString<wchar_t>& path, char lineSeparator);
+    void absorb(SectionMap& added);
+    Vq::Ptr<iFile> write(AtAnonymous atAnonymous, bool& allWritten) const;
+
+    LightweightString<wchar_t> path_;
+    bool caseSensitive_;
+    SectionMap sections_;
+};
+
+/// The sink of a load: every line assigned to it is sorted into the map, under the section that the
+/// last header line named. The map is borrowed.
+class VQ_EXPORT SectionsBuildingOutputIterator {
+public:
+    /// Starts in the anonymous section.
+    explicit SectionsBuildingOutputIterator(VqIniFile::SectionMap* sections);
+
+    /// Takes one line: blank ones are ignored, `[name]` changes the section (and adds nothing),
+    /// everything else is appended to the current section as a pair. A header without pairs thus makes
+    /// no section.
+    SectionsBuildingOutputIterator& operator=(LightweightString<char> line);
+
+    SectionsBuildingOutputIterator(const SectionsBuildingOutputIterator&) = default;
+    SectionsBuildingOutputIterator& operator=(const SectionsBuildingOutputIterator&) = default;
+
+private:
+    VqIniFile::SectionMap* sections_;
+    LightweightString<char> section_;
+};
+
+namespace Vq::StringManip {
+
+/// How many of the `size` bytes at `bytes` are left when those at the end that are not printable in
+/// the current locale are dropped.
+VQ_EXPORT unsigned long lengthWithoutUnprintableEnd(const char* bytes, unsigned long size);
+
+/// How many of the `size` bytes at `bytes` come before the first that is printable or `separator`.
+VQ_EXPORT unsigned long countUnprintable(const char* bytes, unsigned long size, char separator);
+
+/// Cuts a buffer into lines, assigns each to `out` as a narrow string and returns their number, empty
+/// lines included. Bytes that are not printable in the current locale are dropped from the end of every
+/// line, and from the start of every line but the first. A separator that is itself printable stays at
+/// the end of its line. Behind the last separator there is a line only if something is left.
+template <class Sink>
+VQ_EXPORT unsigned long splitBuffer(Sink out, const char* buffer, unsigned long size,
+                                    char separator) {
+    unsigned long lines = 0;
+    unsigned long start = 0;
+    while (start < size) {
+        const std::string_view rest(buffer + start, size - start);
+        const unsigned long found = rest.find(separator);
+        const unsigned long next = found == rest.npos ? rest.size() : found + 1;
+        out =
+            LightweightString<char>(rest.substr(0, lengthWithoutUnprintableEnd(rest.data(), next)));
+        ++lines;
+        start += next;
+        start += countUnprintable(buffer + start, size - start, separator);
+    }
+    return lines;
+}
+
+VQ_EXPORTED_INSTANTIATION(unsigned long splitBuffer<SectionsBuildingOutputIterator>(
+    SectionsBuildingOutputIterator, const char*, unsigned long, char));
+
+} // namespace Vq::StringManip
