@@ -1,0 +1,46 @@
+/// The fixture of tests that script the platform: in its first state at the start and at the end, and
+/// every block, lock and open file made in between is gone again.
+///
+///     using LightweightStringAppend = vqtest::ScriptedTest;
+///     TEST_F(LightweightStringAppend, InPlaceAllocatesNothing) { ... }
+///
+/// Members of a derived fixture live inside the checked span.
+#pragma once
+
+#include "support/ScriptedPlatform.h"
+
+#include <gtest/gtest.h>
+
+namespace vqtest {
+
+class ScriptedTest : public ::testing::Test {
+protected:
+    ScriptedTest() {
+        platform().reset();
+        blocks_ = platform().memory()->liveBlocks();
+        locks_ = platform().sync()->liveLocks();
+        files_ = platform().fileSystem()->openFiles();
+    }
+
+    ~ScriptedTest() override {
+        platform().reset();
+        // The framework keeps the text of a failure in blocks of its own.
+        if (HasFailure()) return;
+        if (checksBlocks_) {
+            EXPECT_EQ(platform().memory()->liveBlocks(), blocks_) << "blocks leaked";
+        }
+        EXPECT_EQ(platform().sync()->liveLocks(), locks_) << "locks leaked";
+        EXPECT_EQ(platform().fileSystem()->openFiles(), files_) << "files left open";
+    }
+
+    /// For a test that may be the first to use something which then lives to the end of the program.
+    void mayLeaveBlocks() { checksBlocks_ = false; }
+
+private:
+    bool checksBlocks_ = true;
+    long blocks_ = 0;
+    long locks_ = 0;
+    long files_ = 0;
+};
+
+} // namespace vqtest
