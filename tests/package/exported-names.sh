@@ -3,18 +3,25 @@
 # The exported interface of libVq is what FOLDER/exported-names.txt says, name by name, and holds every
 # name of FOLDER/contract-names.txt, which clients rely on. --update writes the first list anew.
 #
-# The list holds the demangled names of all dynamic symbols that libVq defines, sorted, except those
-# that belong to the language's own library: instantiations, vtables and type information of std::
-# and __gnu_cxx:: are emitted or left out as each compiler's inlining pleases, and any program that
-# needs one brings its own.
+# The list holds, sorted, the demangled names of the dynamic symbols that libVq defines, without those
+# that a compiler emits or leaves out as its optimiser pleases, and that every program brings itself:
+# - functions and types of the language's own library (std::, __gnu_cxx::), instantiated for ours;
+# - virtual tables, thunks, guards and the names of types (a type is listed by its type information);
+# - weak special members, that is, constructors without arguments, copies, moves and destructors of
+#   templates, since one that is defaulted is emitted wherever it is used.
 set -euo pipefail
 export LC_ALL=C
 library=$1 folder=$2 update=${3:-}
 list=$folder/exported-names.txt
 
 exported_names() {
-    nm -D --defined-only --demangle "$library" | sed -E 's/^[0-9a-f]* *[A-Za-z] //' |
-        grep -vE '(^|^[^(<]* )(std|__gnu_cxx)::' | sort -u
+    local std='_Z(TI|Z)?(N?V?K?)(S[tabsiod]|9__gnu_cxx)'
+    local tables='_Z(TV|TT|TC|TS|GV|GR|Th|Tv|Tc)'
+    local class='((.*::)?([A-Za-z_0-9]+)(<.*>)?)'
+    local special='(~\3\(\)|\3\((\1( const&|&&))?\)|operator=\(\1( const&|&&)\))'
+    nm -D --defined-only "$library" | sed -E 's/^[0-9a-f]* *//' |
+        grep -vE "^. ($std|$tables)" | c++filt |
+        grep -vE "^W $class::$special\$" | cut -c 3- | sort -u
 }
 
 # Which entries are not exported. An entry without parentheses stands for any signature; qualifiers

@@ -6,15 +6,17 @@
 #include "Vq/Platform.h"
 #include "Vq/String.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-int newCalls = 0;
-int deleteCalls = 0;
-int platformCalls = 0;
+// Atomic because compilers may take it that an allocation changes no variable of the program's own.
+std::atomic<int> newCalls = 0;
+std::atomic<int> deleteCalls = 0;
+std::atomic<int> platformCalls = 0;
 int failures = 0;
 
 void expect(bool holds, const char* what) {
@@ -24,7 +26,7 @@ void expect(bool holds, const char* what) {
 }
 
 // How often `action` raises `counter`.
-template <class Action> int raised(int& counter, Action action) {
+template <class Action> int raised(std::atomic<int>& counter, Action action) {
     const int before = counter;
     action();
     return counter - before;
