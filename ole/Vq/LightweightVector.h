@@ -15,7 +15,7 @@
 
 /// A shared list. Unlike a string it is **not** copy-on-write: copies go on sharing their elements,
 /// which are destroyed with the last of them.
-template <class T> class VQ_EXPORT LightweightVector : public virtual iObject {
+template <class T> class VQ_EXPORT LightweightVector : public iObject {
 public:
     using value_type = T;
     using const_iterator = typename std::vector<T>::const_iterator;
