@@ -84,7 +84,7 @@ int main() {
     EXPECT_ONE_PAIR("aligned array", delete[] kept(new Wide[4]()));
     EXPECT_ONE_PAIR("aligned nothrow", delete kept(new (std::nothrow) Wide()));
     EXPECT_ONE_PAIR("aligned nothrow array", delete[] kept(new (std::nothrow) Wide[4]()));
-    EXPECT_ONE_PAIR("sized", operator delete (operator new(8), std::size_t{8}));
+    EXPECT_ONE_PAIR("sized", ::operator delete (kept(::operator new(8)), std::size_t{8}));
     EXPECT_ONE_PAIR("CPUAlignedNew", CPUAlignedDelete(kept(CPUAlignedNew(8))));
 
     const LightweightString<char> text("a text");
