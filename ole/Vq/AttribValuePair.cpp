@@ -118,6 +118,7 @@ List AttribValuePair::vecFromString(const Narrow& text, char pairSeparator, char
 
 Narrow AttribValuePair::getValue(const Narrow& name, const List& list) {
     // 16 bits on purpose; the documentation says what that means for long lists.
+    // NOLINTNEXTLINE(bugprone-too-small-loop-variable)
     for (unsigned short i = 0; i < list.size(); ++i) {
         if (list[i].name() == name) return list[i].value();
     }
