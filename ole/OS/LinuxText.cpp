@@ -1,0 +1,143 @@
+#include "OS/LinuxText.h"
+
+#include "OS/AsciiRuns.h"
+
+#include <cstddef>
+#include <new>
+
+namespace Vq {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::size_t kLengthLimit = std::size_t{1} << 31;
+
+/// A string of `length` characters, to be written through `data()`.
+template <class T> LightweightString<T> makeText(std::size_t length) {
+    if (length >= kLengthLimit) throw std::bad_alloc();
+    LightweightString<T> text;
+    text.createImpl(static_cast<unsigned int>(length), true);
+    return text;
+}
+
+// --- Decoding
+
+struct Decoded {
+    char32_t character;
+    unsigned int bytes; ///< how many of the source it stands for, at least 1
+};
+
+/// Bytes that must follow `lead`, or -1 where no sequence begins with it.
+constexpr int trailingBytes(unsigned char lead) {
+    if (lead < 0x80) return 0;
+    if (lead >= 0xC2 && lead <= 0xDF) return 1;
+    if (lead >= 0xE0 && lead <= 0xEF) return 2;
+    if (lead >= 0xF0 && lead <= 0xF4) return 3;
+    return -1;
+}
+
+/// The first character, or the first maximal subpart, of a text that is not empty.
+Decoded decodeOne(std::string_view text) {
+    const auto byteAt = [text](unsigned int i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byteAt(0);
+    const int trailing = trailingBytes(lead);
+    if (trailing < 0) return {kReplacement, 1};
+    if (trailing == 0) return {lead, 1};
+    // After four of the leads the second byte is limited: what is outside would be an overlong form, a
+    // surrogate or beyond the last character.
+    unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    char32_t character = lead & (0x3FU >> trailing);
+    const auto bytes = static_cast<unsigned int>(trailing) + 1;
+    for (unsigned int i = 1; i < bytes; ++i) {
+        if (i == text.size() || byteAt(i) < low || byteAt(i) > high) return {kReplacement, i};
+        character = character << 6 | (byteAt(i) & 0x3FU);
+        low = 0x80;
+        high = 0xBF;
+    }
+    return {character, bytes};
+}
+
+std::size_t decodedLength(std::string_view bytes) {
+    std::size_t length = 0;
+    while (!bytes.empty()) {
+        const std::size_t run = asciiRun(bytes);
+        length += run;
+        bytes.remove_prefix(run);
+        if (bytes.empty()) break;
+        ++length;
+        bytes.remove_prefix(decodeOne(bytes).bytes);
+    }
+    return length;
+}
+
+// --- Encoding
+
+constexpr unsigned int encodedBytes(char32_t c) {
+    // Surrogates take three bytes as U+FFFD does, so only what lies above the last character is
+    // special: beyond 0xFFFF exactly the range of 2^20 characters takes four.
+    return 1U + (c > 0x7F) + (c > 0x7FF) + (c - 0x10000U < 0x100000U);
+}
+
+std::size_t encodedLength(std::wstring_view text) {
+    std::size_t length = 0;
+    for (const wchar_t c : text) length += encodedBytes(static_cast<char32_t>(c));
+    return length;
+}
+
+constexpr bool isCharacter(char32_t c) {
+    return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
+}
+
+/// Writes one character and returns the place behind it.
+char* encodeOne(char32_t c, char* to) {
+    if (!isCharacter(c)) c = kReplacement;
+    const unsigned int bytes = encodedBytes(c);
+    for (unsigned int i = bytes - 1; i > 0; --i) {
+        to[i] = static_cast<char>(0x80 | (c & 0x3F));
+        c >>= 6;
+    }
+    constexpr unsigned char kLeads[] = {0, 0x00, 0xC0, 0xE0, 0xF0};
+    to[0] = static_cast<char>(kLeads[bytes] | c);
+    return to + bytes;
+}
+
+} // namespace
+
+LightweightString<wchar_t> widenBytes(std::string_view bytes) {
+    auto text = makeText<wchar_t>(bytes.size());
+    wchar_t* to = text.data();
+    for (const char byte : bytes) *to++ = static_cast<unsigned char>(byte);
+    return text;
+}
+
+LightweightString<wchar_t> decodeUtf8(std::string_view bytes) {
+    auto text = makeText<wchar_t>(decodedLength(bytes));
+    wchar_t* to = text.data();
+    while (!bytes.empty()) {
+        const std::size_t run = asciiRun(bytes);
+        to = widenAscii(bytes.substr(0, run), to);
+        bytes.remove_prefix(run);
+        if (bytes.empty()) break;
+        const Decoded decoded = decodeOne(bytes);
+        *to++ = static_cast<wchar_t>(decoded.character);
+        bytes.remove_prefix(decoded.bytes);
+    }
+    return text;
+}
+
+LightweightString<char> encodeUtf8(std::wstring_view text) {
+    auto bytes = makeText<char>(encodedLength(text));
+    char* to = bytes.data();
+    while (!text.empty()) {
+        const std::size_t run = asciiRun(text);
+        to = narrowAscii(text.substr(0, run), to);
+        text.remove_prefix(run);
+        if (text.empty()) break;
+        to = encodeOne(static_cast<char32_t>(text.front()), to);
+        text.remove_prefix(1);
+    }
+    return bytes;
+}
+
+} // namespace Vq
