@@ -4,6 +4,7 @@
 #include "support/ScriptedTest.h"
 #include "support/Utf8.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -138,6 +139,14 @@ TEST_F(ScriptedPlatformMemory, FillsNewBlocksWithGarbage) {
     auto* block = static_cast<unsigned char*>(OS()->memory()->allocate(8));
     EXPECT_EQ(block[0], ScriptedMemory::kFreshByte);
     EXPECT_EQ(block[7], ScriptedMemory::kFreshByte);
+    OS()->memory()->deallocate(block);
+}
+
+TEST_F(ScriptedPlatformMemory, MisalignsBlocksWhenTold) {
+    platform().memory()->setMisalignment(5);
+    void* block = OS()->memory()->allocate(3);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 5u);
+    platform().memory()->setMisalignment(0);
     OS()->memory()->deallocate(block);
 }
 

@@ -13,28 +13,40 @@ namespace vqtest {
 
 namespace {
 
-/// Stands in front of every block. Its size keeps the alignment that malloc gives.
+/// Stands in front of every block; at no alignment in particular, so it is copied in and out. Its size
+/// keeps the alignment that malloc gives.
 struct Note {
     unsigned long bytes;
-    unsigned long mark;
+    unsigned long mark; ///< kLive, plus the block's misalignment
 };
 
-constexpr unsigned long kLive = 0x6C697665626C6F63;
+constexpr unsigned long kLive = 0x6C697665626C6F00;
+constexpr unsigned long kMisalignmentBits = 0xF;
 constexpr unsigned long kFilledBytes = 4096;
 
 static_assert(sizeof(Note) % alignof(std::max_align_t) == 0);
 
-// Out of bounds for the program: the address sanitizer then sees writes in front of a block.
-void guard(Note* note) {
-    ASAN_POISON_MEMORY_REGION(note, sizeof(Note));
+char* addressOfNote(void* block) {
+    return static_cast<char*>(block) - sizeof(Note);
 }
 
-Note* noteOf(void* block) {
-    Note* note = static_cast<Note*>(block) - 1;
-    ASAN_UNPOISON_MEMORY_REGION(note, sizeof(Note));
-    if (note->mark == kLive) return note;
-    std::fprintf(stderr, "deallocate(%p): no live block\n", block);
-    std::abort();
+void writeNote(void* block, const Note& note) {
+    std::memcpy(addressOfNote(block), &note, sizeof(Note));
+    // Out of bounds for the program: the address sanitizer then sees writes in front of a block.
+    ASAN_POISON_MEMORY_REGION(addressOfNote(block), sizeof(Note));
+}
+
+Note takeNote(void* block) {
+    ASAN_UNPOISON_MEMORY_REGION(addressOfNote(block), sizeof(Note));
+    Note note;
+    std::memcpy(&note, addressOfNote(block), sizeof(Note));
+    if ((note.mark & ~kMisalignmentBits) != kLive) {
+        std::fprintf(stderr, "deallocate(%p): no live block\n", block);
+        std::abort();
+    }
+    // Volatile, since nobody is meant to read it any more: it gives away a block freed twice.
+    static_cast<volatile char*>(addressOfNote(block))[sizeof(Note) - 1] = 0;
+    return note;
 }
 
 } // namespace
@@ -48,27 +60,27 @@ void* ScriptedMemory::allocate(unsigned long bytes) {
     const unsigned index = requestCount_.fetch_add(1, kRelaxed) % kRequestsKept;
     requests_[index].store(bytes, kRelaxed);
     if (calls_.enter(Call::kAllocate, nullptr, bytes)) throw std::bad_alloc();
-    if (bytes > std::numeric_limits<unsigned long>::max() - sizeof(Note)) throw std::bad_alloc();
-    auto* note = static_cast<Note*>(std::malloc(sizeof(Note) + bytes));
-    if (!note) throw std::bad_alloc();
-    *note = {bytes, kLive};
-    std::memset(note + 1, kFreshByte, std::min(bytes, kFilledBytes));
+    const unsigned misalignment = misalignment_.load(kRelaxed);
+    const unsigned long extra = sizeof(Note) + misalignment;
+    if (bytes > std::numeric_limits<unsigned long>::max() - extra) throw std::bad_alloc();
+    auto* start = static_cast<char*>(std::malloc(extra + bytes));
+    if (!start) throw std::bad_alloc();
+    char* block = start + extra;
+    std::memset(block, kFreshByte, std::min(bytes, kFilledBytes));
+    writeNote(block, {bytes, kLive + misalignment});
     liveBlocks_.fetch_add(1, kRelaxed);
     liveBytes_.fetch_add(static_cast<long>(bytes), kRelaxed);
-    guard(note);
-    return note + 1;
+    return block;
 }
 
 void ScriptedMemory::deallocate(void* block) {
     calls_.enter(Call::kDeallocate, block);
     if (!block) return;
-    Note* note = noteOf(block);
+    const Note note = takeNote(block);
     liveBlocks_.fetch_sub(1, std::memory_order_relaxed);
-    liveBytes_.fetch_sub(static_cast<long>(note->bytes), std::memory_order_relaxed);
-    std::memset(block, kFreedByte, std::min(note->bytes, kFilledBytes));
-    // Volatile, since nobody is meant to read it any more: it gives away a block freed twice.
-    static_cast<volatile Note*>(note)->mark = 0;
-    std::free(note);
+    liveBytes_.fetch_sub(static_cast<long>(note.bytes), std::memory_order_relaxed);
+    std::memset(block, kFreedByte, std::min(note.bytes, kFilledBytes));
+    std::free(addressOfNote(block) - (note.mark & kMisalignmentBits));
 }
 
 void ScriptedMemory::registerReclaimable(iReclaimable* object) {

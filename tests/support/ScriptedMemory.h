@@ -31,6 +31,11 @@ public:
     /// latest 16 are kept.
     unsigned long requestedBytes(unsigned back = 0) const;
 
+    /// From now on blocks start that many bytes (below 16) after a multiple of 16. 0 at first.
+    void setMisalignment(unsigned bytes) { misalignment_ = bytes; }
+
+    void reset() { misalignment_ = 0; }
+
     /// The reclaimables in the order of their registration. They are never asked for anything.
     const MallocVector<iReclaimable*>& reclaimables() const { return reclaimables_; }
 
@@ -47,6 +52,7 @@ private:
     std::atomic<long> liveBytes_{0};
     std::array<std::atomic<unsigned long>, kRequestsKept> requests_{};
     std::atomic<unsigned> requestCount_{0};
+    std::atomic<unsigned> misalignment_{0};
     std::mutex lock_; ///< for the reclaimables
     MallocVector<iReclaimable*> reclaimables_;
 };

@@ -24,6 +24,7 @@ ScriptedPlatform& platform() {
 
 void ScriptedPlatform::reset() {
     calls_.reset();
+    memory_.reset();
     utils_.reset();
     files_.reset();
     sync_.reset();
