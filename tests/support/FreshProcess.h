@@ -10,8 +10,9 @@
 
 namespace vqtest {
 
-/// Starts the program again, which runs the calling test up to this call and then `body`. Expectations
-/// that fail in `body` fail the calling test. What the body leaves behind goes with its process.
+/// Starts the program again, which runs the calling test up to this call and then `body`.
+/// Expectations that fail in `body` fail the calling test. What `body` leaves behind goes with
+/// its process.
 void inFreshProcess(void (*body)());
 
 } // namespace vqtest

@@ -77,15 +77,15 @@ constexpr char kLatin1[] = "<code_set_name> ISO-8859-1\n"
                            "<U0000>..<U00FF> /x00\n"
                            "END CHARMAP\n";
 
-/// Compiles the locale into `folder`. The compiler of locales belongs to the C library's own package;
-/// with the character map written here it needs nothing else.
+/// Compiles the locale into `folder`. The compiler of locales comes with the C library's own
+/// package; with the character map written here it needs nothing else.
 void makeTestLocale(const fs::path& folder) {
     std::ofstream(folder / "charmap") << kLatin1;
     std::ofstream(folder / "source") << localeSource();
     const std::string at = folder.string();
-    const std::string command = "LC_ALL=C localedef --quiet --force -f " + at + "/charmap -i " + at +
-                                "/source " + at + "/" + kTestLocale + " >" + at + "/log 2>&1";
-    // The result is not looked at: it speaks of the categories left out. Loading shows what was made.
+    const std::string command = "LC_ALL=C localedef --quiet --force -f " + at + "/charmap -i " +
+                                at + "/source " + at + "/" + kTestLocale + " >" + at + "/log 2>&1";
+    // Its exit code speaks of the categories left out; loading shows whether the others were made.
     [[maybe_unused]] const int result = std::system(command.c_str());
 }
 
@@ -102,9 +102,8 @@ const char* loadTestLocale(int category) {
 
 ScopedLocale::ScopedLocale(int category, const char* name)
     : category_(category), before_(std::setlocale(category, nullptr)) {
-    const char* const now = std::string_view(name) == kTestLocale
-                                ? loadTestLocale(category)
-                                : std::setlocale(category, name);
+    const char* const now = std::string_view(name) == kTestLocale ? loadTestLocale(category)
+                                                                  : std::setlocale(category, name);
     if (!now) throw std::runtime_error("no locale " + std::string(name));
 }
 
