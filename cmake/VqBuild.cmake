@@ -1,7 +1,7 @@
 # What every target of the project shares: warnings, visibility, sanitizers, versions, sources.
 
-# vq_sources(<out> <glob>...): files below the current folder. The tree is small and its folders mean
-# what they hold, so a file belongs to the target of its folder; CMake looks again at each build.
+# vq_sources(<out> <glob>...): files below the current folder. The tree is small and its folders
+# mean what they hold, so a file belongs to the target of its folder. CMake looks at each build.
 function(vq_sources out)
   list(TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
   file(GLOB found CONFIGURE_DEPENDS ${ARGN})
@@ -26,12 +26,12 @@ function(vq_target target)
   endif()
 endfunction()
 
-# vq_library(<target> <name>): a shared library lib<name>.so, known to clients as Vq::<export name>.
-function(vq_library target exportName)
+# vq_library(<target> <name>): a shared library, known to clients as Vq::<name>.
+function(vq_library target name)
   vq_target(${target})
-  add_library(Vq::${exportName} ALIAS ${target})
+  add_library(Vq::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES
-    EXPORT_NAME ${exportName}
+    EXPORT_NAME ${name}
     VERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     INSTALL_RPATH "$ORIGIN"

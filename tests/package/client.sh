@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # client.sh PREFIX COMPILER WAY FOLDER
-# Builds the client next to this script with COMPILER against the installation in PREFIX and runs it.
-# WAY is how it finds the libraries: cmake, plain or pkg-config. FOLDER is for what that makes.
+# Builds the client next to this script with COMPILER against the installation in PREFIX and runs
+# it. WAY is how it finds the libraries: cmake, plain or pkg-config. FOLDER is for what that makes.
 set -euo pipefail
 prefix=$1 compiler=$2 way=$3 folder=$4
 client=$(cd "$(dirname "$0")" && pwd)/client

@@ -3,10 +3,11 @@
 # The exported interface of libVq is what FOLDER/exported-names.txt says, name by name, and holds every
 # name of FOLDER/contract-names.txt, which clients rely on. --update writes the first list anew.
 #
-# The list holds, sorted, the demangled names of the dynamic symbols that libVq defines, without those
-# that a compiler emits or leaves out as its optimiser pleases, and that every program brings itself:
+# The list holds, sorted, the demangled names of the dynamic symbols that libVq defines, without
+# those that a compiler emits or leaves out as its optimiser pleases, and that every program brings
+# itself:
 # - functions and types of the language's own library (std::, __gnu_cxx::), instantiated for ours;
-# - virtual tables, thunks, guards and the names of types (a type is listed by its type information);
+# - virtual tables, thunks, guards and names of types (a type is listed by its type information);
 # - weak special members, that is, constructors without arguments, copies, moves and destructors of
 #   templates, since one that is defaulted is emitted wherever it is used.
 set -euo pipefail
@@ -32,7 +33,7 @@ missing_from() {
         {
             for (n in name) {
                 rest = substr(n, length($0) + 1)
-                if (index(n, $0) == 1 && (rest == "" || rest ~ /^( const|\()/ || rest ~ /^\[abi:/)) next
+                if (index(n, $0) == 1 && rest ~ /^($| const|\(|\[abi:)/) next
             }
             print
         }' "$1" "$2"

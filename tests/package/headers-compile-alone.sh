@@ -16,5 +16,6 @@ cd "$root"
 headers=(Vq/*.h OS/LinuxPlatform.h)
 root=$PWD
 printf '%s\0' "${headers[@]}" |
-    xargs -0 -P "$(nproc)" -I {} bash -c 'compile_alone {} || { echo "{} does not compile alone"; exit 1; }'
+    xargs -0 -P "$(nproc)" -I {} \
+        bash -c 'compile_alone {} || { echo "{} does not compile alone"; exit 1; }'
 echo "${#headers[@]} headers compile alone"

@@ -10,7 +10,7 @@ failed=0
 only() {
     local folder=$1 allowed=$2 wrong
     [ -d "$folder" ] || return 0
-    wrong=$(grep -rnE '^[[:space:]]*#[[:space:]]*include' --include='*.h' --include='*.cpp' "$folder" |
+    wrong=$(grep -rn --include='*.h' --include='*.cpp' '^ *# *include' "$folder" |
         grep -E '"|<(Vq|OS|VqIPP)/' |
         grep -vE "include[[:space:]]*\"$allowed\"") || return 0
     echo "$folder may not include:"

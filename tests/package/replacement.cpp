@@ -1,6 +1,6 @@
-// A program that replaces the platform and the two basic allocation operators. Both must win over the
-// libraries' own definitions for every call that libVq makes, whatever the compiler could inline or
-// bind when it built the libraries.
+// A program that replaces the platform and the two basic allocation operators. Both must win over
+// the libraries' own definitions for every call that libVq makes, whatever the compiler could
+// inline or bind when it built the libraries.
 #include "OS/LinuxPlatform.h"
 #include "Vq/Allocation.h"
 #include "Vq/Platform.h"
