@@ -294,14 +294,15 @@ bool isWhiteSpace(int c) {
 
 std::istream& operator>>(std::istream& in, Narrow& s) {
     const unsigned int lengthBefore = s.length();
-    try {
-        for (int c = in.get(); c != std::istream::traits_type::eof() && !isWhiteSpace(c);
-             c = in.get()) {
+    for (int c = in.get(); c != std::istream::traits_type::eof() && !isWhiteSpace(c);
+         c = in.get()) {
+        // Around this step only: a stream that throws at its end has given its word.
+        try {
             s.push_back(static_cast<char>(c)); // which ignores a zero byte
+        } catch (...) {
+            s.truncate(lengthBefore);
+            throw;
         }
-    } catch (...) {
-        s.truncate(lengthBefore);
-        throw;
     }
     return in;
 }
