@@ -16,7 +16,7 @@ compile() {
 
 case $way in
 cmake)
-    cmake -S "$client" -B . -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix"
+    cmake -G Ninja -S "$client" -B . -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix"
     cmake --build .
     ./client
     ;;
