@@ -2,6 +2,7 @@
 #include "Vq/LightweightString.h"
 #include "support/Literal.h"
 #include "support/ScriptedTest.h"
+#include "support/StringBlock.h"
 
 #include <algorithm>
 #include <limits>
@@ -61,15 +62,9 @@ TEST_F(StdAllocatorBlocks, PassThePlatformsExceptionOn) {
 /// Vectors of strings, in both widths.
 template <class T> class StdAllocatorVectors : public ScriptedTest {
 protected:
-    using String = LightweightString<T>;
-    using Strings = std::vector<String, StdAllocator<String>>;
+    using Strings = std::vector<LightweightString<T>, StdAllocator<LightweightString<T>>>;
 
-    /// The block of a string: what the platform handed out.
-    static const void* blockOf(const String& text) {
-        return reinterpret_cast<const char*>(text.c_str()) - sizeof(typename String::Impl);
-    }
-
-    const String text_{Literal<T>("abc")};
+    const LightweightString<T> text_{Literal<T>("abc")};
 };
 using Widths = ::testing::Types<char, wchar_t>;
 TYPED_TEST_SUITE(StdAllocatorVectors, Widths);
@@ -111,7 +106,7 @@ TYPED_TEST(StdAllocatorVectors, ReleaseTheElementsInOrderAndThenTheStorage) {
     strings->reserve(3);
     for (int i = 0; i < 3; ++i) strings->emplace_back(Literal<TypeParam>("own"));
     std::vector<const void*> expected;
-    for (const auto& text : *strings) expected.push_back(TestFixture::blockOf(text));
+    for (const auto& text : *strings) expected.push_back(blockOf(text));
     expected.push_back(strings->data());
     const RecordedCalls calls = callsOf([&] { std::destroy_at(strings.get()); });
     ::new (strings.get()) typename TestFixture::Strings;

@@ -114,7 +114,13 @@ public:
     // --- Reading
 
     /// The text with its terminator, never null. Lives as long as the string is alive and unmodified.
-    const T* c_str() const noexcept { return block_ ? block_->characters_ : kEmptyText; }
+    const T* c_str() const noexcept {
+        if (block_) return block_->characters_;
+        const T* text = kEmptyText;
+        // Hides from GCC how short this is: it would warn clients of `c_str() + n` for the empty case.
+        asm("" : "+r"(text));
+        return text;
+    }
 
     /// Characters, terminator not counted.
     unsigned int length() const noexcept { return block_ ? block_->length_ : 0; }
