@@ -3,8 +3,8 @@
 #include "Vq/AttribValuePair.h"
 #include "support/FailingAllocations.h"
 #include "support/ScriptedTest.h"
+#include "support/StartGate.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <string>
@@ -255,10 +255,9 @@ TEST_F(LightweightVectorThreads, MayCopyAndDropTheSameListTogether) {
     {
         LightweightVector<Tracked> list;
         list.push_back(Tracked(&alive));
-        std::atomic<int> waiting{kThreads};
-        const auto work = [&waiting](LightweightVector<Tracked> own) {
-            --waiting;
-            while (waiting > 0) std::this_thread::yield();
+        StartGate gate(kThreads);
+        const auto work = [&gate](LightweightVector<Tracked> own) {
+            gate.wait();
             for (int i = 0; i < kRounds; ++i) {
                 const LightweightVector<Tracked> copy = own;
                 if (copy.size() != 1) std::abort();

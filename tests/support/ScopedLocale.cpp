@@ -60,6 +60,8 @@ std::string localeSource() {
     std::ostringstream source;
     source << "comment_char %\nescape_char /\n"
            << "LC_CTYPE\n"
+           << "graph <U0021>..<U007E>;<U00A1>..<U00FF>\n"
+           << "print <U0020>..<U007E>;<U00A0>..<U00FF>\n"
            << "space <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;<U0020>;<U00A0>\n"
            << "toupper " << casePairs(true) << "\n"
            << "tolower " << casePairs(false) << "\n"

@@ -13,8 +13,8 @@ namespace vqtest {
 
 /// A locale of the tests' own, in which more depends on the locale than in those that every system
 /// has: the decimal separator is a comma; text is Latin-1, where "\xE9" is the small form of "\xC9"
-/// and so for its neighbours, and "\xFF" of "\xBE"; and "\xA0" is white space. Made anew
-/// for each scope.
+/// and so for its neighbours, and "\xFF" of "\xBE"; "\xA0" is white space; it and all bytes
+/// above it are printable. Made anew for each scope.
 inline constexpr char kTestLocale[] = "vqtest";
 
 /// Unicode text with one-byte characters up to 0x7F; decimal point.
