@@ -52,6 +52,7 @@ static_assert(!std::is_convertible_v<External<Derived>, External<Counted>>,
 static_assert(std::is_nothrow_move_constructible_v<Vq::Ptr<Counted>>);
 static_assert(std::is_nothrow_move_assignable_v<Vq::Ptr<Counted>>);
 static_assert(std::is_nothrow_destructible_v<Vq::Ptr<Counted>>);
+static_assert(noexcept(Vq::Ptr<Counted>().decRef()), "what throws in a release ends the process");
 
 /// What both policies have in common is tested on both.
 template <class Handle> class PtrTest : public ScriptedTest {

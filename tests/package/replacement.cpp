@@ -50,8 +50,11 @@ iPlatform* OS() {
     return linuxPlatform();
 }
 
-// Declared by the language only where sized deallocation is on, but libVq has it for all.
+// Declared by the language only where sized deallocation is on, but libVq has them for all.
 void operator delete(void* block, std::size_t bytes) noexcept;
+void operator delete[](void* block, std::size_t bytes) noexcept;
+void operator delete(void* block, std::size_t bytes, std::align_val_t alignment) noexcept;
+void operator delete[](void* block, std::size_t bytes, std::align_val_t alignment) noexcept;
 
 void* operator new(std::size_t bytes) {
     ++newCalls;
@@ -71,7 +74,7 @@ void operator delete(void* block) noexcept {
 #define EXPECT_ONE_PAIR(name, ...)                                                                 \
     do {                                                                                           \
         const int deletes = deleteCalls;                                                           \
-        expect(raised(newCalls, [] { __VA_ARGS__; }) == 1, name ": one operator new");             \
+        expect(raised(newCalls, [&] { __VA_ARGS__; }) == 1, name ": one operator new");            \
         expect(deleteCalls - deletes == 1, name ": one operator delete");                          \
     } while (false)
 
@@ -86,6 +89,31 @@ int main() {
     EXPECT_ONE_PAIR("aligned nothrow array", delete[] kept(new (std::nothrow) Wide[4]()));
     EXPECT_ONE_PAIR("sized", ::operator delete (kept(::operator new(8)), std::size_t{8}));
     EXPECT_ONE_PAIR("CPUAlignedNew", CPUAlignedDelete(kept(CPUAlignedNew(8))));
+
+    // The forms of delete that no expression above calls.
+    constexpr auto kAligned = std::align_val_t(64);
+    // By way of `sink`, so that the compiler does not tell the forms apart that are one to libVq.
+    const auto plain = [] {
+        sink = ::operator new(8);
+        return static_cast<void*>(sink);
+    };
+    const auto aligned = [] {
+        sink = ::operator new(8, std::align_val_t(64));
+        return static_cast<void*>(sink);
+    };
+    EXPECT_ONE_PAIR("sized array", ::operator delete[](plain(), std::size_t{8}));
+    EXPECT_ONE_PAIR("nothrow delete", ::operator delete(plain(), std::nothrow));
+    EXPECT_ONE_PAIR("nothrow array delete", ::operator delete[](plain(), std::nothrow));
+    EXPECT_ONE_PAIR("aligned delete", ::operator delete(aligned(), kAligned));
+    EXPECT_ONE_PAIR("aligned array delete", ::operator delete[](aligned(), kAligned));
+    EXPECT_ONE_PAIR("sized aligned", ::operator delete(aligned(), 64, kAligned));
+    EXPECT_ONE_PAIR("sized aligned array", ::operator delete[](aligned(), 64, kAligned));
+    EXPECT_ONE_PAIR("aligned nothrow delete", ::operator delete(aligned(), kAligned, std::nothrow));
+    EXPECT_ONE_PAIR("aligned nothrow array delete",
+                    ::operator delete[](aligned(), kAligned, std::nothrow));
+
+    expect(raised(newCalls, [] { LightweightString<char> block("a block"); }) == 0,
+           "blocks of strings come straight from the platform");
 
     const LightweightString<char> text("a text");
     expect(raised(platformCalls, [&] { LightweightString<char> copy = text; }) == 2,
