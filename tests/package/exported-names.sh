@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # exported-names.sh LIBVQ FOLDER [--update]
-# The exported interface of libVq is what FOLDER/exported-names.txt says, name by name, and holds every
-# name of FOLDER/contract-names.txt, which clients rely on. --update writes the first list anew.
+# The exported interface of libVq is what FOLDER/exported-names.txt says, name by name, and holds
+# every name of FOLDER/contract-names.txt, which clients rely on. --update writes the first list.
 #
 # The list holds, sorted, the demangled names of the dynamic symbols that libVq defines, without
 # those that a compiler emits or leaves out as its optimiser pleases, and that every program brings
