@@ -1,0 +1,172 @@
+#include "IniCommands.h"
+
+#include "Lines.h"
+
+#include "Vq/String.h"
+#include "Vq/VqIniFile.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+namespace vqtool {
+
+namespace {
+
+using Text = LightweightString<char>;
+using Section = VqIniFile::Section;
+using Vq::AttribValuePair;
+
+Text textOf(std::string_view text) {
+    return Text(text);
+}
+
+/// A settings file in memory, with every byte of its lines; takeLine says why `VqIniFile::load` would
+/// not do.
+std::optional<VqIniFile> load(const IniTarget& target) {
+    const std::optional<std::string> bytes = readFile(target.file);
+    if (!bytes) return std::nullopt;
+    VqIniFile::SectionMap sections(VqIniFile_Private::StringLT_Fancy(!target.ignoreCase));
+    SectionsBuildingOutputIterator sink(&sections);
+    for (std::string_view rest = *bytes; !rest.empty();) sink = textOf(takeLine(rest));
+
+    VqIniFile model(!target.ignoreCase);
+    for (auto& [name, pairs] : sections) model.getSection(name) = std::move(pairs);
+    return model;
+}
+
+Status save(VqIniFile& model, const IniTarget& target) {
+    if (model.saveAll(fromUTF8(textOf(target.file)))) return kDone;
+    return complain(target.file, "could not be written");
+}
+
+Text sectionName(const IniTarget& target) {
+    return target.section ? textOf(*target.section) : VqIniFile::kAnonymousSection();
+}
+
+/// Where the target's settings stand, in words.
+std::string placeOf(const IniTarget& target) {
+    return target.section ? joined({"in section [", *target.section, "]"}) : "outside the sections";
+}
+
+Status noSuchSection(const IniTarget& target) {
+    return complain(target.file, target.section ? joined({"no section [", *target.section, "]"})
+                                                : "no lines outside the sections");
+}
+
+Status noSuchKey(const IniTarget& target, const std::string& key) {
+    return complain(target.file, joined({"no key '", key, "' ", placeOf(target)}));
+}
+
+bool isSettingOf(const AttribValuePair& pair, std::string_view key) {
+    return isSetting(pair.text()) && settingName(pair.text()) == key;
+}
+
+/// The line that says `key` = `value`, with the spacing around '=' of `model`.
+std::string settingLine(std::string_view key, std::string_view value, std::string_view model) {
+    if (model.empty()) return joined({key, "=", value});
+    const std::size_t start = model.find_first_not_of(" \t", model.find('=') + 1);
+    return joined({model.substr(0, start), value});
+}
+
+/// Would `line`, read again, be the setting of that key with that value?
+bool readsBack(std::string_view line, std::string_view key, std::string_view value) {
+    std::string_view rest = line;
+    const std::string_view read = takeLine(rest);
+    return rest.empty() && !isHeader(read) && !read.starts_with('[') && isSetting(read) &&
+           settingName(read) == key && settingValue(read) == value;
+}
+
+/// Would a header of that name, read again, name the same section?
+bool readsBack(std::string_view section) {
+    const std::string header = joined({"[", section, "]"});
+    std::string_view rest = header;
+    const std::string_view read = takeLine(rest);
+    // Text ends at a zero byte where sections are compared.
+    return rest.empty() && read == header && section.find('\0') == section.npos &&
+           VqIniFile::kAnonymousSection() != section;
+}
+
+} // namespace
+
+Status listSections(const IniTarget& target) {
+    std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    for (auto section = model->getSectionIterator(); section.valid(); ++section) {
+        if (section.name() != VqIniFile::kAnonymousSection()) printLine({section.name()});
+    }
+    return kDone;
+}
+
+Status listSettings(const IniTarget& target) {
+    const std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
+    for (const AttribValuePair& pair : model->getSection(sectionName(target))) {
+        if (!isSetting(pair.text())) continue;
+        printLine({settingName(pair.text()), "=", settingValue(pair.text())});
+    }
+    return kDone;
+}
+
+Status getSetting(const IniTarget& target, const std::string& key, bool all) {
+    const std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
+    bool found = false;
+    for (const AttribValuePair& pair : model->getSection(sectionName(target))) {
+        if (!isSettingOf(pair, key)) continue;
+        printLine({settingValue(pair.text())});
+        found = true;
+        if (!all) break;
+    }
+    return found ? kDone : noSuchKey(target, key);
+}
+
+Status setSetting(const IniTarget& target, const std::string& key, const std::string& value) {
+    if (target.section && !readsBack(*target.section)) {
+        return complain(joined({"[", *target.section, "]"}), "cannot be the name of a section",
+                        kWrongUsage);
+    }
+    std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    Section& section = model->getSection(sectionName(target));
+    const auto old = std::find_if(section.begin(), section.end(),
+                                  [&key](const auto& pair) { return isSettingOf(pair, key); });
+    const std::string line = settingLine(
+        key, value, old == section.end() ? std::string_view() : std::string_view(old->text()));
+    if (!readsBack(line, key, value)) {
+        return complain(key, "key and value would not read back as they are", kWrongUsage);
+    }
+    const AttribValuePair pair(textOf(line), '=');
+    if (old == section.end()) {
+        section.push_back(pair);
+    } else {
+        *old = pair;
+    }
+    return save(*model, target);
+}
+
+Status removeSetting(const IniTarget& target, const std::string& key) {
+    std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
+    const auto removed = std::erase_if(model->getSection(sectionName(target)),
+                                       [&key](const auto& pair) { return isSettingOf(pair, key); });
+    return removed == 0 ? noSuchKey(target, key) : save(*model, target);
+}
+
+Status removeSection(const IniTarget& target) {
+    std::optional<VqIniFile> model = load(target);
+    if (!model) return kFailed;
+    if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
+    model->removeSection(sectionName(target));
+    return save(*model, target);
+}
+
+Status formatFile(const IniTarget& target) {
+    std::optional<VqIniFile> model = load(target);
+    return model ? save(*model, target) : kFailed;
+}
+
+} // namespace vqtool

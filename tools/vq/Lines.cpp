@@ -1,0 +1,80 @@
+#include "Lines.h"
+
+#include "Report.h"
+
+#include "Vq/Platform.h"
+#include "Vq/String.h"
+
+#include <limits>
+
+namespace vqtool {
+
+namespace {
+
+bool isControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+std::string_view withoutEnds(std::string_view text, bool (*isCut)(char)) {
+    while (!text.empty() && isCut(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isCut(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+std::optional<std::string> readFile(const std::string& path) {
+    const Vq::Ptr<iFile> file =
+        OS()->fileSystem()->openFile(fromUTF8(LightweightString<char>(path)), 1, 0, 1, 0);
+    if (!file) {
+        complain(path, "could not be opened");
+        return std::nullopt;
+    }
+    const unsigned long size = file->size();
+    if (size > std::numeric_limits<unsigned int>::max()) {
+        complain(path, "is larger than 4 GiB");
+        return std::nullopt;
+    }
+    std::string bytes(size, '\0');
+    if (size != 0 && file->read(bytes.data(), static_cast<unsigned int>(size)) == 0) {
+        complain(path, "could not be read");
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::string_view trimmed(std::string_view text) {
+    return withoutEnds(text, [](char c) { return c == ' ' || c == '\t'; });
+}
+
+std::string_view takeLine(std::string_view& text) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(line.size() < text.size() ? line.size() + 1 : text.size());
+    return withoutEnds(line, [](char c) { return c == ' ' || isControl(c); });
+}
+
+bool isHeader(std::string_view line) {
+    return line.size() >= 2 && line.front() == '[' && line.back() == ']';
+}
+
+std::string_view headerName(std::string_view header) {
+    return header.substr(1, header.size() - 2);
+}
+
+bool isComment(std::string_view line) {
+    return line.starts_with(';') || line.starts_with('#');
+}
+
+bool isSetting(std::string_view line) {
+    return !isComment(line) && line.find('=') != line.npos;
+}
+
+std::string_view settingName(std::string_view setting) {
+    return trimmed(setting.substr(0, setting.find('=')));
+}
+
+std::string_view settingValue(std::string_view setting) {
+    return trimmed(setting.substr(setting.find('=') + 1));
+}
+
+} // namespace vqtool
