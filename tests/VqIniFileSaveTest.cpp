@@ -583,7 +583,13 @@ TEST_F(VqIniFileSaveRoundTrip, SplitsATextWithALineBreakInTwo) {
     EXPECT_EQ(savedAndLoaded(ini), (Sections{{"a", {"k=1"}}, {"b", {"j=2", "[a", "c]", "l=3"}}}));
 }
 
-TEST_F(VqIniFileSaveRoundTrip, OfBothFormsOfTextGivesTheSameLine) {
+TEST_F(VqIniFileSaveRoundTrip, LosesUnprintableBytesThatSpacesHadHidden) {
+    const VqIniFile ini = loaded("[a]\n \tk=1\t \n");
+    EXPECT_EQ(sectionsOf(ini), (Sections{{"a", {"\tk=1\t"}}}));
+    EXPECT_EQ(savedAndLoaded(ini), (Sections{{"a", {"k=1"}}}));
+}
+
+TEST_F(VqIniFileSaveRoundTrip, OfAllFormsGivesTheSameLine) {
     VqIniFile ini(true);
     ini["a"].push_back(AttribValuePair::fromParts("k", "v"));
     ini["a"].push_back(AttribValuePair("k", "v", '='));
