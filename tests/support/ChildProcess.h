@@ -24,6 +24,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 namespace vqtest {
 
@@ -53,7 +54,7 @@ private:
 class ChildProcess {
 public:
     /// The child ends with the result of `body()` as its exit code; no destructor of its objects runs.
-    template <class Body> explicit ChildProcess(Body body) : id_(fork()) {
+    template <class Body> explicit ChildProcess(Body body) : id_(forkWithNothingToFlush()) {
         if (id_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
         if (id_ == 0) _exit(body());
     }
@@ -80,6 +81,12 @@ public:
     int exitCode() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_); }
 
 private:
+    /// Else the child might write once more what waits in the buffers.
+    static pid_t forkWithNothingToFlush() {
+        std::fflush(nullptr);
+        return fork();
+    }
+
     bool hasEnded() {
         if (!ended_) ended_ = waitpid(id_, &status_, WNOHANG) == id_;
         return ended_;
