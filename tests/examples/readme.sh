@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# readme.sh README PREFIX COMPILER FOLDER
+# readme.sh README DEMO_TEXT PREFIX COMPILER FOLDER
 # README's first program, built as README's CMake lines say against the installation in PREFIX,
-# prints what README says it does.
+# prints what README says it does; and the lines that README quotes of the demonstration are lines of
+# its text.
 set -euo pipefail
-readme=$1 prefix=$2 compiler=$3 folder=$4
+readme=$1 demo=$2 prefix=$3 compiler=$4 folder=$5
 
 # The first fenced block of a language.
 block() {
@@ -25,3 +26,10 @@ cd "$folder"
 cmake -G Ninja -S . -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix"
 cmake --build build
 build/clips | diff -u expected -
+
+block console | grep -vxF -e '$ ./dev demo' -e 'Building: release' -e '...' >quoted
+[ -s quoted ]
+if grep -vxF -f "$demo" quoted; then
+    echo "The demonstration does not print this any more."
+    exit 1
+fi
