@@ -228,6 +228,7 @@ void addReclaimable(iReclaimable* object) {
 }
 
 void removeReclaimable(iReclaimable* object) {
+    if (!object) return; // it would look like the object that runs while none does
     const Lock lock;
     if (Entry* const entry = find(object)) {
         std::copy(entry + 1, state.entries + state.count, entry);
