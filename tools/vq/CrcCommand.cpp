@@ -1,7 +1,7 @@
 #include "CrcCommand.h"
 
-#include "Vq/Platform.h"
-#include "Vq/String.h"
+#include "Lines.h"
+
 #include "Vq/System.h"
 
 #include <algorithm>
@@ -16,12 +16,8 @@ constexpr unsigned long kChunkSize = 1UL << 20;
 
 /// The checksum of everything in the file, or nothing after a complaint.
 std::optional<unsigned int> checksumOf(const std::string& path) {
-    const Vq::Ptr<iFile> file =
-        OS()->fileSystem()->openFile(fromUTF8(LightweightString<char>(path)), 1, 0, 1, 0);
-    if (!file) {
-        complain(path, "could not be opened");
-        return std::nullopt;
-    }
+    const Vq::Ptr<iFile> file = openToRead(path);
+    if (!file) return std::nullopt;
     unsigned int checksum = 0;
     std::vector<char> chunk(kChunkSize);
     for (unsigned long left = file->size(); left > 0;) {
@@ -34,6 +30,10 @@ std::optional<unsigned int> checksumOf(const std::string& path) {
             checksum = Vq::CRC::IterateCRC32(chunk[i], checksum);
         }
         left -= count;
+    }
+    if (!isAtEnd(*file)) {
+        complain(path, "holds more than its size says");
+        return std::nullopt;
     }
     return checksum;
 }

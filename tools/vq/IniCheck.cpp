@@ -19,6 +19,7 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// A section as all its headers make it up.
 struct SectionLines {
+    std::string_view name; // as the first header has it
     std::size_t firstHeader = 0;
     bool hasSettings = false;
     std::unordered_map<std::string_view, std::size_t> firstLineOfKey;
@@ -40,9 +41,9 @@ public:
             }
             checkStructure(line);
         }
-        for (const auto& [name, section] : sections_) {
-            if (section.hasSettings || section.firstHeader == 0) continue;
-            find(section.firstHeader, joined({"section [", name, "] without keys"}));
+        for (const auto& [key, section] : sections_) {
+            if (section.hasSettings) continue;
+            find(section.firstHeader, joined({"section [", section.name, "] without keys"}));
         }
     }
 
@@ -93,6 +94,7 @@ private:
         }
         current_ = &sections_[folded];
         if (current_->firstHeader == 0) {
+            current_->name = name;
             current_->firstHeader = line_;
         } else {
             find(line_, joined({"section [", name, "] repeated, first in line ",

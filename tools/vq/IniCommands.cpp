@@ -77,14 +77,17 @@ bool readsBack(std::string_view line, std::string_view key, std::string_view val
            settingName(read) == key && settingValue(read) == value;
 }
 
-/// Would a header of that name, read again, name the same section?
-bool readsBack(std::string_view section) {
+/// Would a header of the section's name, read again, name the same section?
+bool headerReadsBack(const IniTarget& target) {
+    const std::string& section = *target.section;
     const std::string header = joined({"[", section, "]"});
     std::string_view rest = header;
     const std::string_view read = takeLine(rest);
-    // Text ends at a zero byte where sections are compared.
-    return rest.empty() && read == header && section.find('\0') == section.npos &&
-           VqIniFile::kAnonymousSection() != section;
+    // What the model takes for the reserved name depends on the case as all sections' names do.
+    const VqIniFile_Private::StringLT_Fancy less(!target.ignoreCase);
+    const Text& reserved = VqIniFile::kAnonymousSection();
+    const bool isReserved = !less(textOf(section), reserved) && !less(reserved, textOf(section));
+    return rest.empty() && read == header && !isReserved;
 }
 
 } // namespace
@@ -124,7 +127,7 @@ Status getSetting(const IniTarget& target, const std::string& key, bool all) {
 }
 
 Status setSetting(const IniTarget& target, const std::string& key, const std::string& value) {
-    if (target.section && !readsBack(*target.section)) {
+    if (target.section && !headerReadsBack(target)) {
         return complain(joined({"[", *target.section, "]"}), "cannot be the name of a section",
                         kWrongUsage);
     }
@@ -151,9 +154,13 @@ Status removeSetting(const IniTarget& target, const std::string& key) {
     std::optional<VqIniFile> model = load(target);
     if (!model) return kFailed;
     if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
-    const auto removed = std::erase_if(model->getSection(sectionName(target)),
-                                       [&key](const auto& pair) { return isSettingOf(pair, key); });
-    return removed == 0 ? noSuchKey(target, key) : save(*model, target);
+    Section& section = model->getSection(sectionName(target));
+    const auto removed =
+        std::erase_if(section, [&key](const auto& pair) { return isSettingOf(pair, key); });
+    if (removed == 0) return noSuchKey(target, key);
+    // Even without a line, the anonymous section would be set off by a blank line.
+    if (!target.section && section.empty()) model->removeSection(sectionName(target));
+    return save(*model, target);
 }
 
 Status removeSection(const IniTarget& target) {

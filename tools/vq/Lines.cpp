@@ -2,7 +2,6 @@
 
 #include "Report.h"
 
-#include "Vq/Platform.h"
 #include "Vq/String.h"
 
 #include <limits>
@@ -23,13 +22,21 @@ std::string_view withoutEnds(std::string_view text, bool (*isCut)(char)) {
 
 } // namespace
 
-std::optional<std::string> readFile(const std::string& path) {
-    const Vq::Ptr<iFile> file =
+Vq::Ptr<iFile> openToRead(const std::string& path) {
+    Vq::Ptr<iFile> file =
         OS()->fileSystem()->openFile(fromUTF8(LightweightString<char>(path)), 1, 0, 1, 0);
-    if (!file) {
-        complain(path, "could not be opened");
-        return std::nullopt;
-    }
+    if (!file) complain(path, "could not be opened");
+    return file;
+}
+
+bool isAtEnd(iFile& file) {
+    char next;
+    return file.read(&next, 1) == 0;
+}
+
+std::optional<std::string> readFile(const std::string& path) {
+    const Vq::Ptr<iFile> file = openToRead(path);
+    if (!file) return std::nullopt;
     const unsigned long size = file->size();
     if (size > std::numeric_limits<unsigned int>::max()) {
         complain(path, "is larger than 4 GiB");
@@ -38,6 +45,10 @@ std::optional<std::string> readFile(const std::string& path) {
     std::string bytes(size, '\0');
     if (size != 0 && file->read(bytes.data(), static_cast<unsigned int>(size)) == 0) {
         complain(path, "could not be read");
+        return std::nullopt;
+    }
+    if (!isAtEnd(*file)) {
+        complain(path, "holds more than its size says");
         return std::nullopt;
     }
     return bytes;

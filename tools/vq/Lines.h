@@ -1,11 +1,21 @@
 /// Reading files through the platform, and the lines in them.
 #pragma once
 
+#include "Vq/Platform.h"
+#include "Vq/Ptr.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace vqtool {
+
+/// The file, to be read from its start, or nothing after a complaint.
+Vq::Ptr<iFile> openToRead(const std::string& path);
+
+/// Is there nothing left to read? Pipes and files that the system makes up tell a size of 0 and hold
+/// more: taken for empty, they would be answered wrongly or, worse, written back as such.
+bool isAtEnd(iFile& file);
 
 /// Everything in the file, or nothing after a complaint.
 std::optional<std::string> readFile(const std::string& path);
