@@ -69,6 +69,3 @@ say 'The same in C++: examples/settings.cpp, built against an installation of th
 run 'cp editor.ini before.ini'
 run 'build/settings editor.ini'
 show_changes before.ini editor.ini
-
-say "The library's own load takes a letter beyond ASCII from the end of a line, as README.md says;"
-echo '# vq reads the lines itself and keeps it.'

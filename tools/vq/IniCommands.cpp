@@ -21,11 +21,30 @@ Text textOf(std::string_view text) {
     return Text(text);
 }
 
+enum class Access { kRead, kChange };
+
+/// Would taking the lines apart and writing them again lose zero bytes? So it is with UTF-16, which has
+/// them beside every line end.
+bool hasZeroBytesAtLineEnds(std::string_view bytes) {
+    for (std::size_t zero = bytes.find('\0'); zero != bytes.npos;
+         zero = bytes.find('\0', zero + 1)) {
+        const bool first = zero == 0 || bytes[zero - 1] == '\n';
+        const bool last =
+            zero + 1 == bytes.size() || bytes[zero + 1] == '\n' || bytes[zero + 1] == '\r';
+        if (first || last) return true;
+    }
+    return false;
+}
+
 /// A settings file in memory, with every byte of its lines; takeLine says why `VqIniFile::load` would
 /// not do.
-std::optional<VqIniFile> load(const IniTarget& target) {
+std::optional<VqIniFile> load(const IniTarget& target, Access access) {
     const std::optional<std::string> bytes = readFile(target.file);
     if (!bytes) return std::nullopt;
+    if (access == Access::kChange && hasZeroBytesAtLineEnds(*bytes)) {
+        complain(target.file, "has zero bytes at the ends of lines and is left as it is");
+        return std::nullopt;
+    }
     VqIniFile::SectionMap sections(VqIniFile_Private::StringLT_Fancy(!target.ignoreCase));
     SectionsBuildingOutputIterator sink(&sections);
     for (std::string_view rest = *bytes; !rest.empty();) sink = textOf(takeLine(rest));
@@ -73,8 +92,8 @@ std::string settingLine(std::string_view key, std::string_view value, std::strin
 bool readsBack(std::string_view line, std::string_view key, std::string_view value) {
     std::string_view rest = line;
     const std::string_view read = takeLine(rest);
-    return rest.empty() && !isHeader(read) && !read.starts_with('[') && isSetting(read) &&
-           settingName(read) == key && settingValue(read) == value;
+    return !key.empty() && rest.empty() && !isHeader(read) && !read.starts_with('[') &&
+           isSetting(read) && settingName(read) == key && settingValue(read) == value;
 }
 
 /// Would a header of the section's name, read again, name the same section?
@@ -93,7 +112,7 @@ bool headerReadsBack(const IniTarget& target) {
 } // namespace
 
 Status listSections(const IniTarget& target) {
-    std::optional<VqIniFile> model = load(target);
+    std::optional<VqIniFile> model = load(target, Access::kRead);
     if (!model) return kFailed;
     for (auto section = model->getSectionIterator(); section.valid(); ++section) {
         if (section.name() != VqIniFile::kAnonymousSection()) printLine({section.name()});
@@ -102,7 +121,7 @@ Status listSections(const IniTarget& target) {
 }
 
 Status listSettings(const IniTarget& target) {
-    const std::optional<VqIniFile> model = load(target);
+    const std::optional<VqIniFile> model = load(target, Access::kRead);
     if (!model) return kFailed;
     if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
     for (const AttribValuePair& pair : model->getSection(sectionName(target))) {
@@ -113,7 +132,7 @@ Status listSettings(const IniTarget& target) {
 }
 
 Status getSetting(const IniTarget& target, const std::string& key, bool all) {
-    const std::optional<VqIniFile> model = load(target);
+    const std::optional<VqIniFile> model = load(target, Access::kRead);
     if (!model) return kFailed;
     if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
     bool found = false;
@@ -131,7 +150,7 @@ Status setSetting(const IniTarget& target, const std::string& key, const std::st
         return complain(joined({"[", *target.section, "]"}), "cannot be the name of a section",
                         kWrongUsage);
     }
-    std::optional<VqIniFile> model = load(target);
+    std::optional<VqIniFile> model = load(target, Access::kChange);
     if (!model) return kFailed;
     Section& section = model->getSection(sectionName(target));
     const auto old = std::find_if(section.begin(), section.end(),
@@ -151,7 +170,7 @@ Status setSetting(const IniTarget& target, const std::string& key, const std::st
 }
 
 Status removeSetting(const IniTarget& target, const std::string& key) {
-    std::optional<VqIniFile> model = load(target);
+    std::optional<VqIniFile> model = load(target, Access::kChange);
     if (!model) return kFailed;
     if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
     Section& section = model->getSection(sectionName(target));
@@ -164,7 +183,7 @@ Status removeSetting(const IniTarget& target, const std::string& key) {
 }
 
 Status removeSection(const IniTarget& target) {
-    std::optional<VqIniFile> model = load(target);
+    std::optional<VqIniFile> model = load(target, Access::kChange);
     if (!model) return kFailed;
     if (!model->sectionExists(sectionName(target))) return noSuchSection(target);
     model->removeSection(sectionName(target));
@@ -172,7 +191,7 @@ Status removeSection(const IniTarget& target) {
 }
 
 Status formatFile(const IniTarget& target) {
-    std::optional<VqIniFile> model = load(target);
+    std::optional<VqIniFile> model = load(target, Access::kChange);
     return model ? save(*model, target) : kFailed;
 }
 

@@ -23,8 +23,14 @@ std::string_view withoutEnds(std::string_view text, bool (*isCut)(char)) {
 } // namespace
 
 Vq::Ptr<iFile> openToRead(const std::string& path) {
-    Vq::Ptr<iFile> file =
-        OS()->fileSystem()->openFile(fromUTF8(LightweightString<char>(path)), 1, 0, 1, 0);
+    const LightweightString<char> name{std::string_view(path)};
+    const LightweightString<wchar_t> wideName = fromUTF8(name);
+    // Anything else would name another file than the one meant.
+    if (toUTF8(wideName) != name) {
+        complain(path, "is not a name in UTF-8");
+        return nullptr;
+    }
+    Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(wideName, 1, 0, 1, 0);
     if (!file) complain(path, "could not be opened");
     return file;
 }

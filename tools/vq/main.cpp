@@ -133,6 +133,10 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer("Exit status: 0 done, 1 not found or could not read or write, 2 wrong usage.");
 
+    app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+        return "vq: " + CLI::FailureMessage::simple(failed, error);
+    });
+
     Action action;
     const IniCommandLine ini(app, action);
 
