@@ -492,14 +492,17 @@ TEST_F(VqIniFileFind, ByPrefixLooksAtNamesOnly) {
     EXPECT_EQ(indexOfPrefix("alpha", section, true), 5);
 }
 
-TEST_F(VqIniFileFind, ByPrefixComparesUpToAZeroByte) {
+TEST_F(VqIniFileFind, ByPrefixComparesUpToAZeroByteOfBoth) {
     Section section;
-    section.push_back(AttribValuePair::fromParts(Narrow("a\0x"sv), "1"));
-    const Narrow prefix("a\0y"sv), longer("ab");
+    for (const std::string_view name : {"ab"sv, "a\0x"sv}) {
+        section.push_back(AttribValuePair::fromParts(Narrow(name), "1"));
+    }
+    const Narrow prefix("a\0y"sv), other("ac");
     for (const bool caseSensitive : {true, false}) {
         EXPECT_EQ(VqIniFile::findBeginsWith(prefix, section, caseSensitive, section.begin()),
-                  section.begin());
-        EXPECT_EQ(VqIniFile::findBeginsWith(longer, section, caseSensitive, section.begin()),
+                  section.begin() + 1)
+            << "its zero byte is compared, what is behind is not";
+        EXPECT_EQ(VqIniFile::findBeginsWith(other, section, caseSensitive, section.begin()),
                   section.end());
     }
 }

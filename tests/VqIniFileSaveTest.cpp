@@ -12,7 +12,6 @@
 #include <new>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -381,9 +380,8 @@ Writes writesOfEndlessSave(VqIniFile& ini, std::size_t expectedWrites) {
     using namespace std::chrono_literals;
     const Shared<CallLog> log;
     ChildProcess child([&] { return saveReportingTo(*log, ini); });
-    for (int patience = 60000; log->entries() < expectedWrites && patience > 0; --patience) {
-        std::this_thread::sleep_for(1ms);
-    }
+    int patience = 60000;
+    while (log->entries() < expectedWrites && !child.endsWithin(1ms) && patience > 0) --patience;
     EXPECT_FALSE(child.endsWithin(500ms)) << "save returned";
     Writes writes;
     for (const std::string& entry : log->read()) {

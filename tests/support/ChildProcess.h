@@ -1,5 +1,5 @@
-/// Runs a function in a child process, for what must not happen in the test's own: an operation that
-/// never returns, a limit that cannot be taken back.
+/// Runs a function in a child process, for what must not happen in the test's own: an operation
+/// that never returns, a limit that cannot be taken back.
 ///
 ///     vqtest::Shared<std::atomic<bool>> begun;
 ///     vqtest::ChildProcess child([&] {
@@ -28,7 +28,7 @@
 
 namespace vqtest {
 
-/// An object that the test and its later children see alike. Its bytes start as zeros, then `T()` runs.
+/// An object that the test and its later children see alike.
 template <class T> class Shared {
     static_assert(std::is_trivially_destructible_v<T>);
 
@@ -53,7 +53,7 @@ private:
 
 class ChildProcess {
 public:
-    /// The child ends with the result of `body()` as its exit code; no destructor of its objects runs.
+    /// The child ends with the result of `body()` as its exit code; what it holds is not destroyed.
     template <class Body> explicit ChildProcess(Body body) : id_(forkWithNothingToFlush()) {
         if (id_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
         if (id_ == 0) _exit(body());
@@ -97,8 +97,8 @@ private:
     int status_ = 0;
 };
 
-/// Does `operation()` fail to return? It runs in a child that is given half a second once it is there,
-/// many times what it would need, and is then ended.
+/// Does `operation()` fail to return? It runs in a child that is given half a second once it is
+/// there, many times what it would need, and is then ended.
 template <class Operation> bool neverReturns(Operation operation) {
     Shared<std::atomic<bool>> begun;
     ChildProcess child([&] {
@@ -106,9 +106,8 @@ template <class Operation> bool neverReturns(Operation operation) {
         operation();
         return 0;
     });
-    for (int patience = 60000; !*begun && patience > 0; --patience) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    int patience = 60000;
+    while (!*begun && !child.endsWithin(std::chrono::milliseconds(1)) && patience > 0) --patience;
     return *begun && !child.endsWithin(std::chrono::milliseconds(500));
 }
 

@@ -9,8 +9,8 @@
 
 namespace vqtest {
 
-/// What the library makes once and keeps to the end of the process. To be there before a test starts,
-/// so that none of it looks like a leak.
+/// What the library makes once and keeps to the end of the process. To be there before a test
+/// starts, so that none of it looks like a leak.
 struct IniSingletons {
     IniSingletons() {
         const VqIniFile ini(true);
