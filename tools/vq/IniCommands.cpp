@@ -26,12 +26,14 @@ enum class Access { kRead, kChange };
 /// Would taking the lines apart and writing them again lose zero bytes? So it is with UTF-16, which has
 /// them beside every line end.
 bool hasZeroBytesAtLineEnds(std::string_view bytes) {
-    for (std::size_t zero = bytes.find('\0'); zero != bytes.npos;
-         zero = bytes.find('\0', zero + 1)) {
-        const bool first = zero == 0 || bytes[zero - 1] == '\n';
-        const bool last =
-            zero + 1 == bytes.size() || bytes[zero + 1] == '\n' || bytes[zero + 1] == '\r';
-        if (first || last) return true;
+    while (!bytes.empty()) {
+        const std::string_view rest = bytes;
+        const std::string_view line = takeLine(bytes);
+        const std::string_view taken = rest.substr(0, rest.size() - bytes.size());
+        if (std::count(taken.begin(), taken.end(), '\0') !=
+            std::count(line.begin(), line.end(), '\0')) {
+            return true;
+        }
     }
     return false;
 }
