@@ -1,10 +1,12 @@
 #include "support/ScopedLocale.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace vqtest {
 
@@ -84,9 +86,10 @@ constexpr char kLatin1[] = "<code_set_name> ISO-8859-1\n"
 void makeTestLocale(const fs::path& folder) {
     std::ofstream(folder / "charmap") << kLatin1;
     std::ofstream(folder / "source") << localeSource();
-    const std::string at = folder.string();
-    const std::string command = "LC_ALL=C localedef --quiet --force -f " + at + "/charmap -i " +
-                                at + "/source " + at + "/" + kTestLocale + " >" + at + "/log 2>&1";
+    const auto quoted = [&](const char* name) { return " '" + (folder / name).string() + "'"; };
+    const std::string command = "LC_ALL=C localedef --quiet --force -f" + quoted("charmap") +
+                                " -i" + quoted("source") + quoted(kTestLocale) + " >" +
+                                quoted("log") + " 2>&1";
     // Its exit code speaks of the categories left out; loading shows whether the others were made.
     [[maybe_unused]] const int result = std::system(command.c_str());
 }
