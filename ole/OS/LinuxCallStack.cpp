@@ -54,8 +54,8 @@ void appendSymbol(LightweightString<char>& line, const char* symbol) {
 LightweightString<char> describe(void* address) {
     LightweightString<char> line;
     Dl_info info;
-    // A call that never returns may be the last instruction of its function; what the return address
-    // points at belongs to the next one then.
+    // A call that never returns may be the last instruction of its function; what the return
+    // address points at belongs to the next one then.
     if (::dladdr(static_cast<char*>(address) - 1, &info) == 0 || !info.dli_fname) {
         appendHex(line, reinterpret_cast<std::uintptr_t>(address));
         return line;

@@ -12,13 +12,13 @@ using CallStackLines = std::vector<LightweightString<char>, StdAllocator<Lightwe
 
 /// One line per frame, from the one that `nearest` returns to outwards to the start of the thread:
 ///
-///     Vq::Exception::RuntimeError::RuntimeError(char const*, ...) + 0x5b (/usr/lib/libVq.so.14 + 0x2a1f)
+///     Vq::LogTimed(char const*) + 0x5b (/usr/lib/libVq.so.14 + 0x2a1f)
 ///     main + 0x31 (./player + 0x11f6)
 ///     ./player + 0x10a3
 ///     0x7f3fd0a412e0
 ///
-/// with less of it where less is known: only names that a library or program exports are known. Takes
-/// some microseconds per frame. Throws what the memory service throws.
+/// with less of it where less is known: only names that a library or program exports are known.
+/// Takes some microseconds per frame. Throws what the memory service throws.
 ///
 /// Thread rule: safe.
 CallStackLines describeCallStack(const void* nearest);

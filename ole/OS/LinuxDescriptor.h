@@ -29,8 +29,8 @@ private:
     int number_ = kNone;
 };
 
-/// `openat`, not inherited by other programs and never the controlling terminal. Empty on failure, with
-/// the reason in `errno`.
+/// `openat`, not inherited by other programs and never the controlling terminal. Empty on failure,
+/// with the reason in `errno`.
 LinuxDescriptor openDescriptor(int folder, const char* path, int flags, mode_t mode = 0) noexcept;
 
 /// Reads exactly `count` bytes; false when there are not as many or on an error.

@@ -25,8 +25,8 @@ constexpr Flags kReplace = {2, 3, 0, 0};
 std::string executableName() {
     std::string path = readLink("/proc/self/exe");
     if (path.empty()) return program_invocation_short_name;
-    // The kernel marks a file that was removed or replaced under the running program; the program has
-    // not been renamed by that.
+    // The kernel marks a file that was removed or replaced under the running program; the program
+    // has not been renamed by that.
     constexpr std::string_view kMark = " (deleted)";
     if (path.ends_with(kMark) && ::access(path.c_str(), F_OK) != 0) {
         path.resize(path.size() - kMark.size());

@@ -10,8 +10,8 @@ class LinuxFileSystem final : public iFileSystem {
 public:
     constexpr LinuxFileSystem() = default;
 
-    /// (1, 0, 1, 0) and (2, 3, 0, 0) as LinuxPlatform.h says; every other combination, the empty path
-    /// and a path with a zero character in it give an empty handle.
+    /// (1, 0, 1, 0) and (2, 3, 0, 0) as LinuxPlatform.h says; every other combination, the empty
+    /// path and a path with a zero character in it give an empty handle.
     Vq::Ptr<iFile> openFile(const LightweightString<wchar_t>& path, int access, int disposition,
                             int sharing, int options) override;
 

@@ -7,8 +7,8 @@
 namespace Vq {
 
 /// A device, a pipe, or a regular file whose folder cannot take a new one. What was written stays
-/// written when a later write fails. Devices and pipes are written without a buffer, so that what is
-/// at their other end sees every write at once.
+/// written when a later write fails. Devices and pipes are written without a buffer, so that what
+/// is at their other end sees every write at once.
 class LinuxInPlaceFile final : public LinuxOutputFile {
 public:
     enum class Kind { kRegular, kOther };

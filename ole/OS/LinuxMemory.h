@@ -12,8 +12,8 @@ class LinuxMemory final : public iMemory {
 public:
     constexpr LinuxMemory() = default;
 
-    /// One call of `malloc` while there is memory. When there is none, the registered reclaimables are
-    /// asked as LinuxReclaimables.h says; throws `std::bad_alloc` when that does not help.
+    /// One call of `malloc` while there is memory. When there is none, the registered reclaimables
+    /// are asked as LinuxReclaimables.h says; throws `std::bad_alloc` when that does not help.
     void* allocate(unsigned long bytes) override;
 
     void deallocate(void* block) override { std::free(block); }

@@ -42,7 +42,8 @@ std::string followLinks(std::string path) {
         const std::string link = readLink(path);
         if (link.empty()) return path;
         // A relative link starts at the folder it stands in, as the kernel sees that folder.
-        path = link.front() == '/' ? link : path.substr(0, startOfName(path)) + link;
+        path.resize(link.front() == '/' ? 0 : startOfName(path));
+        path += link;
     }
     return {};
 }

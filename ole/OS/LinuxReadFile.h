@@ -7,7 +7,8 @@
 
 namespace Vq {
 
-/// Anything that can be read but folders: regular files, and pipes and devices too, whose size is 0.
+/// Anything that can be read but folders: regular files, and pipes and devices too, whose size is
+/// 0.
 class LinuxReadFile final : public iFile {
 public:
     explicit LinuxReadFile(LinuxDescriptor descriptor) noexcept

@@ -14,8 +14,8 @@ namespace Vq {
 
 namespace {
 
-/// How long a thread without memory waits for the next sign of another one's asking. Long enough for
-/// one cache to be emptied, short enough that a program caught in a circle of locks comes free.
+/// How long a thread without memory waits for the next sign of another one's asking. Long enough
+/// for one cache to be emptied, short enough that a program caught in a circle of locks comes free.
 constexpr long kPatienceSeconds = 1;
 
 struct Entry {
@@ -23,8 +23,8 @@ struct Entry {
     unsigned long serial; ///< grows from entry to entry
 };
 
-/// Made by the compiler and never destroyed. The array comes from malloc, not from the global operator
-/// new, which falls back on it.
+/// Made by the compiler and never destroyed. The array comes from malloc, not from the global
+/// operator new, which falls back on it.
 struct State {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;  ///< guards everything else
     pthread_cond_t progress = PTHREAD_COND_INITIALIZER; ///< a call or an asking is over
@@ -84,8 +84,8 @@ const Entry* firstFrom(unsigned long serial, unsigned long newest) noexcept {
     return found != end && found->serial <= newest ? found : nullptr;
 }
 
-/// Moves the entries to a larger array. The lock is given back meanwhile, since finding the memory may
-/// take asking: the caller has to look at everything again.
+/// Moves the entries to a larger array. The lock is given back meanwhile, since finding the memory
+/// may take asking: the caller has to look at everything again.
 void growOnce(Lock& lock) {
     const std::size_t room = std::max<std::size_t>(16, 2 * state.room);
     Entry* fresh = nullptr;

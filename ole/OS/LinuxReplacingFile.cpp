@@ -24,7 +24,8 @@ bool isSameFile(const std::string& path, const struct stat& status) {
            other.st_ino == status.st_ino;
 }
 
-/// A file that replaces what `path`, no link, names. Empty on failure, with the `errno` in `reason`.
+/// A file that replaces what `path`, no link, names. Empty on failure, with the `errno` in
+/// `reason`.
 Vq::Ptr<iFile> openReplacement(const std::string& path, const struct stat* old, int& reason) {
     const std::string folderPath = folderOf(path);
     LinuxDescriptor folder = openDescriptor(AT_FDCWD, folderPath.c_str(), O_PATH | O_DIRECTORY);

@@ -1,7 +1,7 @@
 /// What the application has set about itself.
 ///
-/// A text once set is kept for as long as the process lives, since it is read without a lock; setting
-/// the same text again takes no more memory.
+/// A text once set is kept for as long as the process lives, since it is read without a lock;
+/// setting the same text again takes no more memory.
 ///
 /// Thread rule: safe.
 #pragma once

@@ -25,7 +25,8 @@ private:
 
 constinit bool forksAreWatched = false; // written once, within pthread_once
 
-/// The child of a fork begins with a copy of the forking thread's variables, but has an id of its own.
+/// The child of a fork begins with a copy of the forking thread's variables, but has an id of its
+/// own.
 void watchForks() {
     forksAreWatched = pthread_atfork(nullptr, nullptr, [] { knownThreadId = 0; }) == 0;
 }

@@ -10,12 +10,12 @@ class LinuxSync final : public iSyncFactory {
 public:
     constexpr LinuxSync() = default;
 
-    /// A recursive pthread mutex, the same for every `tuning`. Its three operations take no memory and
-    /// cannot fail when they are paired as iCriticalSection asks.
+    /// A recursive pthread mutex, the same for every `tuning`. Its three operations take no memory
+    /// and cannot fail when they are paired as iCriticalSection asks.
     Vq::Ptr<iCriticalSection> createCriticalSection(unsigned int tuning) override;
 
-    /// The kernel's id of the thread, as debuggers and /proc show it. Asked for once in each thread,
-    /// and again by the child of a fork.
+    /// The kernel's id of the thread, as debuggers and /proc show it. Asked for once in each
+    /// thread, and again by the child of a fork.
     unsigned int currentThreadId() override;
 };
 

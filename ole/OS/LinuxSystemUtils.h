@@ -26,8 +26,8 @@ public:
 
     UuidWords generateUUID() override;
 
-    /// Replaces what `lines` held; when memory runs out, `lines` is left as it was. The format is that
-    /// of LinuxCallStack.h, the first line is the caller's frame.
+    /// Replaces what `lines` held; when memory runs out, `lines` is left as it was. The format is
+    /// that of LinuxCallStack.h, the first line is the caller's frame.
     void getCallStack(std::vector<LightweightString<char>, StdAllocator<LightweightString<char>>>*
                           lines) override;
 };

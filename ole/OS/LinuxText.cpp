@@ -43,8 +43,8 @@ Decoded decodeOne(std::string_view text) {
     const int trailing = trailingBytes(lead);
     if (trailing < 0) return {kReplacement, 1};
     if (trailing == 0) return {lead, 1};
-    // After four of the leads the second byte is limited: what is outside would be an overlong form, a
-    // surrogate or beyond the last character.
+    // After four of the leads the second byte is limited: what is outside would be an overlong
+    // form, a surrogate or beyond the last character.
     unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     char32_t character = lead & (0x3FU >> trailing);

@@ -8,8 +8,9 @@ namespace Vq {
 ///
 ///     constexpr NeverDestroyed<Service> service;
 ///
-/// `constexpr` is what keeps the destruction from being registered at load (with `constinit` alone the
-/// compiler registers even an empty destructor); `mutable` is what makes the object writable all the same.
+/// `constexpr` is what keeps the destruction from being registered at load (with `constinit` alone
+/// the compiler registers even an empty destructor); `mutable` is what makes the object writable
+/// all the same.
 template <class T> class NeverDestroyed {
 public:
     constexpr NeverDestroyed() = default;

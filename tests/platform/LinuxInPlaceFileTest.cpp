@@ -35,8 +35,8 @@ int put(iFile& file, std::string_view text) {
 
 const std::string kLong(100000, 'l');
 
-/// The tests run with all rights as well, for which no folder is closed: so the second open, that of
-/// the temporary, is made to fail as it does for others.
+/// The tests run with all rights as well, for which no folder is closed: so the second open, that
+/// of the temporary, is made to fail as it does for others.
 class LinuxInPlaceFile : public ::testing::Test {
 protected:
     LinuxInPlaceFile() { folder_.put("a", "old content"); }

@@ -36,9 +36,10 @@ struct WorkedDuringStaticConstruction {
     bool value;
 } workedDuringStaticConstruction;
 
-// --- The outermost moments of a process. A copy of this program that finds kProbe in its environment
-// tells through its exit code what it met: libraries are initialised after `.preinit_array` and their
-// static objects destroyed before the program's own `destructor` functions.
+// --- The outermost moments of a process. A copy of this program that finds kProbe in its
+// environment tells through its exit code what it met: libraries are initialised after
+// `.preinit_array` and their static objects destroyed before the program's own `destructor`
+// functions.
 
 constexpr char kProbe[] = "VQ_PLATFORM_TESTS_PROBE";
 

@@ -410,7 +410,8 @@ TEST_F(LinuxReplacingFile, KeepsOwnerAndGroupWhereItMay) {
     EXPECT_EQ(statusOf(a()).st_gid, group);
 }
 
-/// What `body()` returns in a child with the rights of an ordinary user; -1 when that cannot be had.
+/// What `body()` returns in a child with the rights of an ordinary user; -1 when that cannot be
+/// had.
 template <class Body> int asOrdinaryUser(Body body) {
     constexpr unsigned kNobody = 65534;
     ChildProcess child([&] {

@@ -1,12 +1,12 @@
-/// Stands between the libraries and some system calls: counts them, makes them fail, be interrupted or
-/// stop half-way, which no real disk does on demand.
+/// Stands between the libraries and some system calls: counts them, makes them fail, be interrupted
+/// or stop half-way, which no real disk does on demand.
 ///
 ///     vqtest::SystemCalls calls;
 ///     calls.fail(SystemCall::kWrite, ENOSPC);
 ///     EXPECT_EQ(file->write("x", 1), 0);
 ///
-/// The program defines these functions itself, so that the libraries reach them in place of those of
-/// libc. They go straight to the kernel while no object of this class is there.
+/// The program defines these functions itself, so that the libraries reach them in place of those
+/// of libc. They go straight to the kernel while no object of this class is there.
 ///
 /// Thread rule: confined. Only the thread that made the object meets it.
 #pragma once
