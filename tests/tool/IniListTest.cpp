@@ -109,7 +109,7 @@ TEST_F(IniList, PrintsNothingForAnEmptyFile) {
 
 TEST_F(IniList, ReadsWhatIsNoSettingsFile) {
     std::string bytes;
-    for (int i = 0; i < 100000; ++i) bytes.push_back(static_cast<char>(i * i >> 3));
+    for (unsigned i = 0; i < 100000; ++i) bytes.push_back(static_cast<char>(i * i >> 3));
     put(bytes);
     EXPECT_EQ(ini("list").status, 0);
     EXPECT_EQ(content(), bytes);
