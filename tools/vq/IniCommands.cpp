@@ -23,8 +23,8 @@ Text textOf(std::string_view text) {
 
 enum class Access { kRead, kChange };
 
-/// Would taking the lines apart and writing them again lose zero bytes? So it is with UTF-16, which has
-/// them beside every line end.
+/// Would taking the lines apart and writing them again lose zero bytes? So it is with UTF-16, which
+/// has them beside every line end.
 bool hasZeroBytesAtLineEnds(std::string_view bytes) {
     while (!bytes.empty()) {
         const std::string_view rest = bytes;
@@ -38,8 +38,8 @@ bool hasZeroBytesAtLineEnds(std::string_view bytes) {
     return false;
 }
 
-/// A settings file in memory, with every byte of its lines; takeLine says why `VqIniFile::load` would
-/// not do.
+/// A settings file in memory, with every byte of its lines; takeLine says why `VqIniFile::load`
+/// would not do.
 std::optional<VqIniFile> load(const IniTarget& target, Access access) {
     const std::optional<std::string> bytes = readFile(target.file);
     if (!bytes) return std::nullopt;
@@ -94,8 +94,8 @@ std::string settingLine(std::string_view key, std::string_view value, std::strin
 bool readsBack(std::string_view line, std::string_view key, std::string_view value) {
     std::string_view rest = line;
     const std::string_view read = takeLine(rest);
-    return !key.empty() && rest.empty() && !isHeader(read) && !read.starts_with('[') &&
-           isSetting(read) && settingName(read) == key && settingValue(read) == value;
+    return !key.empty() && rest.empty() && !read.starts_with('[') && isSetting(read) &&
+           settingName(read) == key && settingValue(read) == value;
 }
 
 /// Would a header of the section's name, read again, name the same section?
