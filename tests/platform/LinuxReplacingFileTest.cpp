@@ -392,8 +392,10 @@ TEST_F(LinuxReplacingFile, MakesNewFilesAsTheMaskWantsThem) {
 TEST_F(LinuxReplacingFile, IsNobodyElsesToReadWhileItIsWritten) {
     ASSERT_EQ(chmod(a().c_str(), 0600), 0);
     const mode_t before = umask(0);
+    const SystemCalls calls;
     const auto file = openToReplace(a());
     umask(before);
+    EXPECT_EQ(calls.creationMode(), 0600U) << "from the very first moment";
     for (const std::string& name : folder_.names()) {
         EXPECT_EQ(permissionsOf(folder_ / name), 0600U) << name;
     }

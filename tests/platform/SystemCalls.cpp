@@ -67,8 +67,10 @@ VQTEST_INSTEAD_OF_LIBC int openat(int folder, const char* path, int flags, ...) 
     if (vqtest::refused(SystemCall::kOpen)) return -1;
     std::va_list rest;
     va_start(rest, flags);
-    const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, unsigned) : 0;
+    const bool creates = (flags & O_CREAT) != 0;
+    const unsigned mode = creates ? va_arg(rest, unsigned) : 0;
     va_end(rest);
+    if (creates && vqtest::active) vqtest::active->noteCreation(mode);
     return static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
 }
 

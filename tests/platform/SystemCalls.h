@@ -38,6 +38,10 @@ public:
 
     int count(SystemCall call) const { return of(call).count; }
 
+    /// The permission bits that the last file created was asked for.
+    unsigned creationMode() const { return creationMode_; }
+    void noteCreation(unsigned mode) { creationMode_ = mode; }
+
     /// All calls in the order they came: 'o', 'r', 'w', 's' (sync), 'm' (rename), '?' (random).
     const std::string& order() const { return order_; }
 
@@ -58,6 +62,7 @@ private:
 
     std::array<Script, 6> scripts_;
     std::size_t piece_ = std::numeric_limits<std::size_t>::max();
+    unsigned creationMode_ = 0;
     std::string order_;
 };
 
