@@ -1,4 +1,5 @@
-// settings FILE: lists the audio settings of a settings file, changes the sample rate, saves the file.
+// settings FILE: lists the audio settings of a settings file, changes the sample rate, saves the
+// file.
 
 #include "Vq/String.h"
 #include "Vq/VqCheck.h"

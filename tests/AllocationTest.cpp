@@ -355,3 +355,10 @@ TEST_F(AllocationReclaimable, IsABareReclaimableAtBothMoments) {
 }
 
 } // namespace
+
+TEST(OperatorNew, ThrowsForAnAlignmentThatNoBlockCanHave) {
+    constexpr auto kHugeAlignment = std::align_val_t{std::size_t{1} << 63};
+    EXPECT_THROW(::operator delete(::operator new(1, kHugeAlignment), kHugeAlignment),
+                 std::bad_alloc);
+    EXPECT_EQ(::operator new(1, kHugeAlignment, std::nothrow), nullptr);
+}

@@ -1,5 +1,5 @@
-// Long random sequences of operations on a few strings that share blocks, against a model that shares
-// nothing. Each step is also checked for what must hold of all strings at any time.
+// Long random sequences of operations on a few strings that share blocks, against a model that
+// shares nothing. Each step is also checked for what must hold of all strings at any time.
 
 #include "support/ScriptedTest.h"
 #include "support/StringBlock.h"

@@ -1,6 +1,7 @@
-// The copy-on-write rule, held for every modifying operation over every state of the string: a change
-// is written in place exactly when the string is the only owner of its block and the new length is
-// below the capacity. All else goes to a new block, and no other sharer ever sees a change.
+// The copy-on-write rule, held for every modifying operation over every state of the string: a
+// change is written in place exactly when the string is the only owner of its block and the new
+// length is below the capacity. All else goes to a new block, and no other sharer ever sees a
+// change.
 
 #include "support/FailingAllocations.h"
 #include "support/Literal.h"

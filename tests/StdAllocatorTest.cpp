@@ -127,3 +127,13 @@ TYPED_TEST(StdAllocatorVectors, KeepTheirElementsWhenGrowingFails) {
 }
 
 } // namespace
+
+struct Tree {
+    std::vector<Tree, StdAllocator<Tree>> branches;
+};
+
+TEST(StdAllocatorTest, ServesATypeThatHoldsAVectorOfItself) {
+    Tree tree;
+    tree.branches.emplace_back();
+    EXPECT_EQ(tree.branches.size(), 1U);
+}

@@ -11,8 +11,8 @@
 /// **Life.** Everything here works before the first and after the last static object of the
 /// process.
 ///
-/// **Memory** is that of malloc. When it runs out, the registered reclaimables that say they hold
-/// something are asked in the order of their registration, each for all the bytes wanted, until the
+/// **Memory** is that of malloc. When it runs out, the registered reclaimables are asked in the
+/// order of their registration, each for all the bytes wanted whatever it estimates, until the
 /// allocation succeeds; then `std::bad_alloc` is thrown. One thread asks at a time and holds no
 /// lock meanwhile. Another thread that runs out of memory waits for its turn and tries again after
 /// each object asked; it gives up when none is done within a second. An allocation that fails
@@ -50,8 +50,9 @@
 /// before the rename, or a process that dies, leaves the old file as it was; a failure also removes
 /// the temporary. Only when the folder cannot be synced is the new file in place although `commit`
 /// returns 0. Small writes are collected: a full disk may show in a later write or in `commit`, so
-/// check that. Further hard links keep the old text; access control lists and extended attributes
-/// are lost. A file that the process may not write is not opened, although its folder would let it
+/// check that. Further hard links keep the old text; access control lists, extended attributes
+/// and set-id bits are lost. In a folder with the sticky bit another user's file cannot be replaced:
+/// `commit` returns 0 then. A file that the process may not write is not opened, although its folder would let it
 /// be replaced.
 ///
 /// What is no regular file, such as a device or a pipe, and what lies in a folder that takes no new

@@ -170,17 +170,15 @@ bool thisThreadAsks() noexcept {
     return state.asking && pthread_equal(state.asker, pthread_self());
 }
 
-/// Asks one object. False when it has nothing to give.
-bool ask(iReclaimable& object, unsigned long bytes) {
+/// Asks one object. What it estimates to hold decides nothing: an estimate may be wrong.
+void ask(iReclaimable& object, unsigned long bytes) {
     try {
-        if (object.reclaimableBytes() == 0) return false;
         object.reclaim(bytes);
     } catch (abi::__forced_unwind&) {
         throw; // the thread is being cancelled, and nothing may stop that
     } catch (...) {
         // It may have freed something before it failed: the next attempt to allocate shows.
     }
-    return true;
 }
 
 /// As `allocateByReclaiming`, when no other thread asks.
@@ -192,12 +190,10 @@ void* askAll(Lock& lock, unsigned long bytes) {
     while (const Entry* entry = firstFrom(next, newest)) {
         iReclaimable* const object = entry->object;
         next = entry->serial + 1;
-        bool hasGiven = false;
         {
             const RunningCall call(lock, object);
-            hasGiven = ask(*object, bytes);
+            ask(*object, bytes);
         }
-        if (!hasGiven) continue;
         const Unlock unlocked(lock);
         if (void* block = std::malloc(bytes)) return block;
     }

@@ -2,7 +2,7 @@
 ///
 /// They are asked on the thread whose allocation failed, one at a time and in the order of their
 /// registration, each for all the bytes wanted, until the allocation succeeds; each at most once
-/// for one allocation, and those that say they hold nothing are passed over.
+/// for one allocation, whatever it estimates to hold.
 ///
 /// One thread asks at a time, so an object is never asked on two threads at once, and one that
 /// destroys another while being asked never meets a call in progress. A second thread that runs out

@@ -1,10 +1,10 @@
 /// Aligned blocks, memory fills and reclaimable objects.
 ///
 /// libVq also replaces all global forms of `operator new` and `operator delete`, so that every heap
-/// block of the process comes from the platform's memory service. The plain forms forward to it in a
-/// single step: no new-handler, no retry, whatever the service throws passes through. The other forms
-/// end in the plain ones through the dynamic symbol, so a program that replaces just `operator new(size_t)`
-/// and `operator delete(void*)` serves them all.
+/// block of the process comes from the platform's memory service. The plain forms forward to it in
+/// a single step: no new-handler, no retry, whatever the service throws passes through. The other
+/// forms end in the plain ones through the dynamic symbol, so a program that replaces just
+/// `operator new(size_t)` and `operator delete(void*)` serves them all.
 ///
 ///     void* samples = CPUAlignedNew(4096);
 ///     Vq::Memset16(samples, 0x0200, 2048);
@@ -21,8 +21,8 @@
 /// throws, and `std::bad_alloc` when the sum overflows. Freed with `CPUAlignedDelete` alone.
 [[nodiscard]] VQ_EXPORT void* CPUAlignedNew(unsigned long bytes);
 
-/// Frees a block of `CPUAlignedNew`. Null is **not** allowed: the address of the plain block is read
-/// from in front of `block` without a test.
+/// Frees a block of `CPUAlignedNew`. Null is **not** allowed: the address of the plain block is
+/// read from in front of `block` without a test.
 VQ_EXPORT void CPUAlignedDelete(void* block);
 
 namespace Vq {
@@ -42,9 +42,9 @@ VQ_EXPORT void Memset64(void* destination, unsigned long value, unsigned int cou
 } // namespace Vq
 
 /// Base of objects that can give memory back under pressure: known to the platform's memory service
-/// from the end of this base's construction to the start of its destruction. The three operations are
-/// not there yet while the derived constructor waits to run, nor any more once its destructor has:
-/// make and destroy such objects while no other thread can be short of memory.
+/// from the end of this base's construction to the start of its destruction. The three operations
+/// are not there yet while the derived constructor waits to run, nor any more once its destructor
+/// has: make and destroy such objects while no other thread can be short of memory.
 class VQ_EXPORT Reclaimable : public iReclaimable {
 public:
     Reclaimable();

@@ -1,7 +1,7 @@
 // The 20 global allocation operators. Only the two plain ones touch the platform; the rest reach
 // them through the dynamic symbol, so that whichever is in force in the process serves every form.
-// Nothing here may be inlined into its neighbour, for that would bind the call to this library's own:
-// hence the attribute, and no link-time optimisation.
+// Nothing here may be inlined into its neighbour, for that would bind the call to this library's
+// own: hence the attribute, and no link-time optimisation.
 
 #include "Vq/detail/AlignedBlock.h"
 #include "Vq/detail/PlatformCore.h"

@@ -7,9 +7,9 @@
 ///     auto list = Vq::AttribValuePair::vecFromString("a=1,b=2", '=', ',');
 ///     Vq::AttribValuePair::getValue(LightweightString<char>("b"), list);      // "2"
 ///
-/// Texts are taken as they stand: nothing is trimmed, unquoted, escaped or folded, and names and values
-/// compare byte for byte. All text is 8-bit, UTF-8 where it came from wide text. Copies share their
-/// strings.
+/// Texts are taken as they stand: nothing is trimmed, unquoted, escaped or folded, and names and
+/// values compare byte for byte. All text is 8-bit, UTF-8 where it came from wide text. Copies
+/// share their strings.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -40,17 +40,17 @@ public:
     AttribValuePair(const LightweightString<wchar_t>& name, const LightweightString<wchar_t>& value,
                     char separator);
 
-    /// Form 0; the parts are what stands before and behind the first separator in the text. Without one
-    /// (the search ends at a zero byte) both are empty, and the pair is not valid.
+    /// Form 0; the parts are what stands before and behind the first separator in the text. Without
+    /// one (the search ends at a zero byte) both are empty, and the pair is not valid.
     AttribValuePair(const LightweightString<char>& text, char separator);
 
     AttribValuePair(const AttribValuePair&) = default;
     AttribValuePair(AttribValuePair&&) noexcept = default;
     ~AttribValuePair() = default;
 
-    /// Takes over what speaks for `other`: from form 0 everything, from form 2 the parts alone. A pair
-    /// of form 1 is split at its first '=' on the way, whatever its separator was meant to be, and so
-    /// becomes form 0. Where memory runs out, the pair is as it was.
+    /// Takes over what speaks for `other`: from form 0 everything, from form 2 the parts alone. A
+    /// pair of form 1 is split at its first '=' on the way, whatever its separator was meant to be,
+    /// and so becomes form 0. Where memory runs out, the pair is as it was.
     AttribValuePair& operator=(const AttribValuePair& other);
     AttribValuePair& operator=(AttribValuePair&& other);
 
@@ -69,21 +69,21 @@ public:
     /// True when both parts are there and neither is empty; never in form 1.
     bool valid() const;
 
-    /// Pairs of one form, and 0 with 2, are equal when their names and values are; in form 1 and with
-    /// it the texts count (between 1 and 2, names, values and texts). Two pairs of form 0 are also equal
-    /// when only their texts are.
+    /// Pairs of one form, and 0 with 2, are equal when their names and values are; in form 1 and
+    /// with it the texts count (between 1 and 2, names, values and texts). Two pairs of form 0 are
+    /// also equal when only their texts are.
     bool operator==(const AttribValuePair& other) const;
 
-    /// The text, shared; in form 2 built from the parts with `separator` (none when 0). A pair that has
-    /// a text prints it as it stands, whatever `separator` says here.
+    /// The text, shared; in form 2 built from the parts with `separator` (none when 0). A pair that
+    /// has a text prints it as it stands, whatever `separator` says here.
     LightweightString<char> asString(char separator) const;
 
-    /// The same, each byte widened on its own: for text beyond ASCII this is **not** the UTF-8 decoding
-    /// that the form for lists makes.
+    /// The same, each byte widened on its own: for text beyond ASCII this is **not** the UTF-8
+    /// decoding that the form for lists makes.
     LightweightString<wchar_t> asWString(char separator) const;
 
-    /// The printed pairs with `listSeparator` between them, unless it is 0; none is written before the
-    /// first pair that prints as more than nothing.
+    /// The printed pairs with `listSeparator` between them, unless it is 0; none is written before
+    /// the first pair that prints as more than nothing.
     static LightweightString<char> asString(const LightweightVector<AttribValuePair>& list,
                                             char pairSeparator, char listSeparator);
 
@@ -91,15 +91,15 @@ public:
     static LightweightString<wchar_t> asWString(const LightweightVector<AttribValuePair>& list,
                                                 char pairSeparator, char listSeparator);
 
-    /// The valid pairs among the fields of `text`, in order, repeated names included. Fields without a
-    /// pair separator, name or value are dropped.
+    /// The valid pairs among the fields of `text`, in order, repeated names included. Fields
+    /// without a pair separator, name or value are dropped.
     static LightweightVector<AttribValuePair> vecFromString(const LightweightString<char>& text,
                                                             char pairSeparator, char listSeparator);
 
     /// The value of the first pair of that name, shared; empty when there is none.
     ///
-    /// Lists are expected to hold fewer than 65536 pairs. In a longer one the search comes back to the
-    /// start, so it does not end for a name that is not among the first 65536.
+    /// Lists are expected to hold fewer than 65536 pairs. In a longer one the search comes back to
+    /// the start, so it does not end for a name that is not among the first 65536.
     static LightweightString<char> getValue(const LightweightString<char>& name,
                                             const LightweightVector<AttribValuePair>& list);
 

@@ -2,17 +2,18 @@
 /// (`wchar_t`, one 32-bit unit per character) text.
 ///
 ///     LightweightString<char> name("clip");
-///     LightweightString<char> copy = name;   // shares the block: one increment, no characters copied
-///     copy.push_back('s');                   // copy moves to a block of its own, name stays "clip"
+///     LightweightString<char> copy = name;   // shares the block: no characters are copied
+///     copy.push_back('s');                   // moves to a block of its own, name stays "clip"
 ///
 /// A string is one handle wide. The empty string owns no block, allocates nothing and reads as a
 /// shared empty text. A change is written in place exactly when the string is the only owner of its
 /// block and the new length is below the block's capacity; otherwise it goes to a new block, built
-/// before the old one is let go. So every operation here that throws (only for want of memory) leaves
-/// the string as it was, and every source may point into the string's own block. Capacities count the
-/// terminator and are powers of two; no operation shrinks one in place.
+/// before the old one is let go. So every operation here that throws (only for want of memory)
+/// leaves the string as it was, and every source may point into the string's own block. Capacities
+/// count the terminator and are powers of two; no operation shrinks one in place.
 ///
 /// Lengths and positions are 32-bit. A result of 2^31 characters or more throws `std::bad_alloc`.
+/// `createImpl` alone is an exception to all of this; see there.
 ///
 /// Thread rule: compatible. Different strings that share a block may be read, copied, changed and
 /// destroyed on different threads; one string object must not be changed while others use it.
@@ -32,7 +33,8 @@
 #include <string_view>
 #include <type_traits>
 
-/// A shared, copy-on-write text. A null `const T*` counts as the empty text everywhere in this class.
+/// A shared, copy-on-write text. A null `const T*` counts as the empty text everywhere in this
+/// class.
 template <class T> class VQ_EXPORT LightweightString {
     using Traits = std::char_traits<T>;
 
@@ -74,8 +76,8 @@ public:
         if (!text.empty()) block_ = makeBlock({text});
     }
 
-    /// A string of `n` characters that the caller then writes through `data()`; only the terminator is
-    /// set. One allocation, of the rounded capacity.
+    /// A string of `n` characters that the caller then writes through `data()`; only the terminator
+    /// is set. One allocation, of the rounded capacity.
     static LightweightString withLength(std::size_t n) {
         LightweightString made;
         if (n != 0) made.block_ = makeBlock(n, roundedCapacity(n));
@@ -102,10 +104,11 @@ public:
     /// As `assign`.
     LightweightString& operator=(const T* text) { return assign(text); }
 
-    /// Gives a string that holds no block a fresh one of length `n`, whose characters the caller then
-    /// writes through `data()`; only the terminator is set. The capacity is the rounded one, or exactly
-    /// `n + 1` when `rounded` is false. `n` = 0 leaves the string empty. The pointer to an earlier
-    /// block is overwritten without a release, so call this on a string under construction only.
+    /// Gives a string that holds no block a fresh one of length `n`, whose characters the caller
+    /// then writes through `data()`; only the terminator is set. The capacity is the rounded one,
+    /// or exactly `n + 1` when `rounded` is false. `n` = 0 leaves the string empty. The pointer to
+    /// an earlier block is overwritten without a release, so call this on a string under
+    /// construction only.
     void createImpl(unsigned int n, bool rounded) {
         ::new (&block_) Block();
         if (n != 0) block_ = makeBlock(n, rounded ? roundedCapacity(n) : exactCapacity(n));
@@ -113,11 +116,13 @@ public:
 
     // --- Reading
 
-    /// The text with its terminator, never null. Lives as long as the string is alive and unmodified.
+    /// The text with its terminator, never null. Lives as long as the string is alive and
+    /// unmodified.
     const T* c_str() const noexcept {
         if (block_) return block_->characters_;
         const T* text = kEmptyText;
-        // Hides from GCC how short this is: it would warn clients of `c_str() + n` for the empty case.
+        // Hides from GCC how short this is: it would warn clients of `c_str() + n` for the empty
+        // case.
         asm("" : "+r"(text));
         return text;
     }
@@ -146,9 +151,9 @@ public:
 
     // --- Writing
 
-    /// The block's characters for writing, null when empty. **Does not unshare**: what is written here
-    /// is seen by every string that shares the block. Call it on a string known to be the only owner,
-    /// as after `createImpl`, or after `unshare()`. The terminator must stay.
+    /// The block's characters for writing, null when empty. **Does not unshare**: what is written
+    /// here is seen by every string that shares the block. Call it on a string known to be the only
+    /// owner, as after `createImpl`, or after `unshare()`. The terminator must stay.
     T* data() noexcept { return block_ ? block_->characters_ : nullptr; }
 
     /// As `data()`, after moving a shared text to a block of its own.
@@ -158,8 +163,8 @@ public:
     }
 
     /// Makes room for exactly `n` characters that the caller will then write through `data()`. In
-    /// place when possible, and then the first `n` slots keep what they held; in a new block they are
-    /// unset. `n` = 0 empties the string.
+    /// place when possible, and then the first `n` slots keep what they held; in a new block they
+    /// are unset. `n` = 0 empties the string.
     LightweightString& resizeFor(unsigned int n) {
         if (n == 0) {
             block_.reset();
@@ -171,8 +176,8 @@ public:
         return *this;
     }
 
-    /// Cuts the string to its first `n` characters: in place when it is the only owner, else in a new
-    /// block. Nothing happens when it is no longer than that; `n` = 0 empties it.
+    /// Cuts the string to its first `n` characters: in place when it is the only owner, else in a
+    /// new block. Nothing happens when it is no longer than that; `n` = 0 empties it.
     LightweightString& truncate(unsigned int n) {
         if (n >= length()) return *this;
         if (n == 0) {
@@ -199,8 +204,9 @@ public:
         return *this;
     }
 
-    /// Appends exactly `n` characters. A terminator within them ends the copying: the rest of the `n`
-    /// slots become zero characters and count all the same. With a null `text` nothing is appended.
+    /// Appends exactly `n` characters. A terminator within them ends the copying: the rest of the
+    /// `n` slots become zero characters and count all the same. With a null `text` nothing is
+    /// appended.
     LightweightString& append(const T* text, unsigned int n) {
         if (!text || n == 0) return *this;
         const T* terminator = Traits::find(text, n, T());
@@ -212,6 +218,7 @@ public:
     LightweightString& append(std::basic_string_view<T> text) { return appendPadded(text, 0); }
     LightweightString& append(const T* text) { return append(viewOf(text)); }
 
+    /// As `append`; a string or a view adds all of its characters, zero characters included.
     LightweightString& operator+=(const T* text) { return append(viewOf(text)); }
     LightweightString& operator+=(std::basic_string_view<T> text) { return append(text); }
     LightweightString& operator+=(const LightweightString& text) {
@@ -276,7 +283,8 @@ private:
         return length + 1;
     }
 
-    /// The one place where blocks are made: length and terminator set, characters left to the caller.
+    /// The one place where blocks are made: length and terminator set, characters left to the
+    /// caller.
     static Block makeBlock(std::size_t length, unsigned int capacity) {
         const std::size_t bytes = sizeof(Impl) + std::size_t{capacity} * sizeof(T);
         auto* impl = static_cast<Impl*>(OS()->memory()->allocate(bytes));
@@ -307,7 +315,8 @@ private:
         if (added == 0) return *this;
         const std::size_t newLength = length() + added;
         if (fits(newLength)) {
-            // The source may lie in this very block, but then it ends where the new characters start.
+            // The source may lie in this very block, but then it ends where the new characters
+            // start.
             T* to = block_->characters_ + block_->length_;
             Traits::copy(to, text.data(), text.size());
             Traits::assign(to + text.size(), zeros, T());

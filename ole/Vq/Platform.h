@@ -1,8 +1,8 @@
 /// The platform: everything the library asks of the machine.
 ///
 /// `OS()` returns the one `iPlatform` of the process, whose accessors hand out the services below.
-/// libOS implements them for Linux; a program that defines its own `OS()` replaces them all, which is
-/// how the library's tests count calls, set the clock and make allocations fail.
+/// libOS implements them for Linux; a program that defines its own `OS()` replaces them all, which
+/// is how the library's tests count calls, set the clock and make allocations fail.
 ///
 ///     LightweightString<wchar_t> name = OS()->fileSystem()->applicationName();
 ///
@@ -132,7 +132,8 @@ public:
     /// A new, free lock. `tuning` is the platform's to interpret; 0 is the default.
     virtual Vq::Ptr<iCriticalSection> createCriticalSection(unsigned int tuning) = 0;
 
-    /// The same value at every call of one thread, another one for every other living thread, never 0.
+    /// The same value at every call of one thread, another one for every other living thread, never
+    /// 0.
     virtual unsigned int currentThreadId() = 0;
 };
 

@@ -1,8 +1,8 @@
 /// `Vq::Ptr`, the library's one shared-ownership handle.
 ///
 /// Two policies choose where the 32-bit count lives: in the object (`InternalRefCountTraits`, for
-/// everything that derives from `iObject`) or in an integer of its own (`ExternalRefCountTraits`, for
-/// plain objects). A third says how the object goes when the last handle does.
+/// everything that derives from `iObject`) or in an integer of its own (`ExternalRefCountTraits`,
+/// for plain objects). A third says how the object goes when the last handle does.
 ///
 ///     Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path, 1, 0, 1, 0);
 ///     if (file) use(*file);                                   // gone with the last handle
@@ -63,8 +63,8 @@ struct VQ_EXPORT ExternalRefCountTraits {
     }
 };
 
-/// A handle: the address of the count and the object, both null when empty. Whether a handle is empty
-/// is asked of the object alone.
+/// A handle: the address of the count and the object, both null when empty. Whether a handle is
+/// empty is asked of the object alone.
 ///
 /// Give a raw pointer to one handle and copy that: an internally counted object may be taken by
 /// several handles from its plain address, an externally counted one must not.
@@ -74,12 +74,13 @@ public:
     constexpr Ptr(std::nullptr_t) noexcept {}
 
     /// Takes a reference on `object`; null gives an empty handle. Internal count: one increment.
-    /// External count: allocates the counter, and destroys `object` if that throws.
+    /// External count: allocates the counter. If any of that throws, an object that no other handle
+    /// holds is destroyed.
     Ptr(T* object) {
         if (object) {
             counter_ = R::template counterFor<D>(object);
             object_ = object;
-            incRef();
+            takeFirst();
         }
     }
 
@@ -105,9 +106,9 @@ public:
 
     ~Ptr() { decRef(); }
 
-    /// Shares the object of `other`. The new reference is taken before the old one is dropped, so the
-    /// object survives when both are the same or when `other` lives inside the object let go. One
-    /// increment and one decrement; assigning a handle to itself does nothing.
+    /// Shares the object of `other`. The new reference is taken before the old one is dropped, so
+    /// the object survives when both are the same or when `other` lives inside the object let go.
+    /// One increment and one decrement; assigning a handle to itself does nothing.
     Ptr& operator=(const Ptr& other) {
         if (&other != this) {
             Ptr taken(other);
@@ -131,8 +132,8 @@ public:
         if (object_) OS()->atomics()->atomicIncrement(counter_);
     }
 
-    /// Drops a reference. While others remain, this handle goes on pointing at the object; when it was
-    /// the last, the object is destroyed and the handle becomes empty.
+    /// Drops a reference. While others remain, this handle goes on pointing at the object; when it
+    /// was the last, the object is destroyed and the handle becomes empty.
     void decRef() noexcept {
         if (object_ && OS()->atomics()->atomicDecrement(counter_) == 0) {
             R::template release<D>(counter_, object_);
@@ -169,6 +170,16 @@ public:
 
 private:
     template <class U, class E, class S> friend class Ptr;
+
+    // Counting may fail on a platform of an application's own; a new object must not leak then.
+    void takeFirst() {
+        try {
+            incRef();
+        } catch (...) {
+            if (useCount() == 0) R::template release<D>(counter_, object_);
+            throw;
+        }
+    }
 
     int* counter_ = nullptr;
     T* object_ = nullptr;

@@ -1,8 +1,8 @@
 /// Reference counts that live inside the object they count.
 ///
 /// Whatever derives from `iObject` can be held by `Vq::Ptr<T>`: a new object starts at count 0, the
-/// first handle raises it to 1, and the handle that drops it back to 0 deletes the object through its
-/// virtual destructor.
+/// first handle raises it to 1, and the handle that drops it back to 0 deletes the object through
+/// its virtual destructor.
 ///
 ///     struct Frame : iObject { int width = 0; };
 ///     Vq::Ptr<Frame> frame = new Frame;      // count 1
@@ -32,17 +32,17 @@ public:
     }
 
     /// Where the count lives; `Vq::Ptr` keeps this address. Not for application code.
-    int* refCountAddress() noexcept { return &count_; }
+    int* refCountAddress() const noexcept { return &count_; }
 
 private:
-    int count_ = 0;
+    mutable int count_ = 0; // of handles, which may be handles on a constant object
 };
 
 } // namespace Vq
 
-/// The root of all reference-counted interfaces. The count is a virtual base, so that an object which
-/// implements several interfaces still has one count, and deleting through any of them, `iObject`
-/// included, destroys the whole object.
+/// The root of all reference-counted interfaces. The count is a virtual base, so that an object
+/// which implements several interfaces still has one count, and deleting through any of them,
+/// `iObject` included, destroys the whole object.
 class VQ_EXPORT iObject : public virtual Vq::InternalRefCount {
 public:
     iObject() noexcept = default;

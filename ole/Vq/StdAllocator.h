@@ -17,15 +17,15 @@ template <class T> class VQ_EXPORT StdAllocator {
 public:
     using value_type = T;
 
-    static_assert(alignof(T) <= alignof(std::max_align_t),
-                  "the memory service promises the alignment of fundamental types only");
-
     constexpr StdAllocator() noexcept = default;
     template <class U> constexpr StdAllocator(const StdAllocator<U>& /*other*/) noexcept {}
 
     /// Room for `count` objects, uninitialised. Throws what the platform's `allocate` throws, and
     /// `std::bad_array_new_length` when the size in bytes does not fit in 64 bits.
     [[nodiscard]] T* allocate(std::size_t count) {
+        // Here and not in the class, which may be named for types that are not complete yet.
+        static_assert(alignof(T) <= alignof(std::max_align_t),
+                      "the memory service promises the alignment of fundamental types only");
         if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) {
             throw std::bad_array_new_length();
         }

@@ -1,15 +1,15 @@
 /// Text utilities on `LightweightString`: joining, width conversion, case, trimming, comparison,
-/// numbers, reading words from a stream. Narrow text is UTF-8; narrow utilities live at global scope,
-/// wide ones in `Vq`.
+/// numbers, reading words from a stream. Narrow text is UTF-8; narrow utilities live at global
+/// scope, wide ones in `Vq`.
 ///
 ///     LightweightString<char> line("frame ");
 ///     line += 25;                                             // "frame 25"
 ///     LightweightString<wchar_t> title = fromUTF8(line);
 ///     Vq::toUpper(title);                                     // "FRAME 25"
 ///
-/// Every change follows the string's sharing rule: in place for the only owner with room, otherwise in
-/// a new block, so other sharers never see it. Where memory runs out, the platform's exception comes
-/// out and the operands are as they were.
+/// Every change follows the string's sharing rule: in place for the only owner with room, otherwise
+/// in a new block, so other sharers never see it. Where memory runs out, the platform's exception
+/// comes out and the operands are as they were.
 ///
 /// Thread rule: compatible, but for `setNumericLocale` and what calls it.
 #pragma once
@@ -56,8 +56,8 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromAscii(const char* text);
 // --- Case. The length never changes. A shared text moves to a block of its own even when no
 // character of it has another case.
 
-/// In place, byte by byte, by the tables of the current locale: UTF-8 sequences are left alone in the
-/// usual locales.
+/// In place, byte by byte, by the tables of the current locale: UTF-8 sequences are left alone in
+/// the usual locales.
 VQ_EXPORT void toUpper(LightweightString<char>& s);
 VQ_EXPORT void toLower(LightweightString<char>& s);
 
@@ -80,25 +80,25 @@ VQ_EXPORT LightweightString<wchar_t> toLower(const LightweightString<wchar_t>& s
 /// Removes the run of `c` at the end of `s`. A string of nothing but `c` is left as it is.
 VQ_EXPORT void stripTrailingChars(LightweightString<wchar_t>& s, wchar_t c);
 
-/// Removes the run of `c` at the start of `s`, always into a new block. A string of nothing but `c` is
-/// left as it is.
+/// Removes the run of `c` at the start of `s`, always into a new block. A string of nothing but `c`
+/// is left as it is.
 VQ_EXPORT void stripLeadingChars(LightweightString<wchar_t>& s, wchar_t c);
 
-/// Is `c` the last character of `s`? Without case, `towupper` of both are compared. False for an empty
-/// string.
+/// Is `c` the last character of `s`? Without case, `towupper` of both are compared. False for an
+/// empty string.
 VQ_EXPORT bool endsWith(const LightweightString<wchar_t>& s, wchar_t c, bool caseSensitive);
 
-/// `text` with every occurrence of `pattern`, found by `towlower` of both, replaced by `replacement`.
-/// Occurrences are taken from the end towards the start and never overlap: in "aaa", "aa" is found at
-/// 1. With none, or with an empty pattern, the result is `text` itself, shared.
+/// `text` with every occurrence of `pattern`, found by `towlower` of both, replaced by
+/// `replacement`. Occurrences are taken from the end towards the start and never overlap: in "aaa",
+/// "aa" is found at 1. With none, or with an empty pattern, the result is `text` itself, shared.
 VQ_EXPORT LightweightString<wchar_t> substituteCaseInsensitive(
     const LightweightString<wchar_t>& text, const LightweightString<wchar_t>& pattern,
     const LightweightString<wchar_t>& replacement);
 
 } // namespace Vq
 
-/// Removes the run of spaces at the end of `s`, which becomes empty when there is nothing else. Only
-/// the space itself counts: tabs stay.
+/// Removes the run of spaces at the end of `s`, which becomes empty when there is nothing else.
+/// Only the space itself counts: tabs stay.
 template <class S> VQ_EXPORT void trimTrailingSpaces(S& s) {
     unsigned int length = s.length();
     const auto* const text = s.c_str();
@@ -118,8 +118,8 @@ VQ_EXPORT bool isEssentiallyEmpty(const LightweightString<char>& s);
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, unsigned int n);
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, int n);
 
-/// Appends `d` with six decimals, every finite value whole. When the numeric locale writes a comma, it
-/// is set to "C" for good; see `setNumericLocale`.
+/// Appends `d` with six decimals, every finite value whole. When the numeric locale writes a comma,
+/// it is set to "C" for good; see `setNumericLocale`.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, double d);
 
 VQ_EXPORT LightweightString<char> StringFromInteger(int n);
@@ -130,9 +130,9 @@ namespace Vq {
 VQ_EXPORT LightweightString<wchar_t> WStringFromInteger(long n);
 
 /// `d` with `precision` decimals, 0 to 9 (others count as the nearer end), cut at 255 characters.
-/// `stripZeros` cuts the zeros at the end, and a point left at the end goes in any case. Zeros are cut
-/// even before the point: 100 with precision 0 comes out as "1". Only a text of nothing but zeros
-/// stays. May set the numeric locale, as above.
+/// `stripZeros` cuts the zeros at the end, and a point left at the end goes in any case. Zeros are
+/// cut even before the point: 100 with precision 0 comes out as "1". Only a text of nothing but
+/// zeros stays. May set the numeric locale, as above.
 VQ_EXPORT LightweightString<wchar_t> WStringFromFloat(double d, char precision, bool stripZeros);
 
 // --- Text to numbers. Leading white space is skipped and reading ends at the first character that
@@ -142,7 +142,8 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromFloat(double d, char precision, 
 VQ_EXPORT int IntFromWString(const LightweightString<wchar_t>& s, int dflt);
 VQ_EXPORT double FloatFromWString(const LightweightString<wchar_t>& s, double dflt);
 
-/// The number `s` starts with, or `dflt` for an empty `s` only: a text without a number is **0** here.
+/// The number `s` starts with, or `dflt` for an empty `s` only: a text without a number is **0**
+/// here.
 VQ_EXPORT long Int64FromWString(const LightweightString<wchar_t>& s, long dflt);
 
 } // namespace Vq
@@ -150,12 +151,12 @@ VQ_EXPORT long Int64FromWString(const LightweightString<wchar_t>& s, long dflt);
 /// The number `s` starts with, or 0.0.
 VQ_EXPORT double asDouble(const LightweightString<char>& s);
 
-/// Sets the numeric locale of the whole process to "C", unless it is that already, and says so in two
-/// lines on standard output, the second of them a failed assertion. No lock is taken: text made on
-/// other threads at that moment may follow either locale.
+/// Sets the numeric locale of the whole process to "C", unless it is that already, and says so in
+/// two lines on standard output, the second of them a failed assertion. No lock is taken: text made
+/// on other threads at that moment may follow either locale.
 VQ_EXPORT void setNumericLocale();
 
-/// Appends the next word of `in` to `s`, which is not cleared first. The word ends at the first white
-/// space of the "C" locale, which is consumed, or at the end of the stream. Leading white space is not
-/// skipped: when it comes first, nothing is appended. Zero bytes are dropped.
+/// Appends the next word of `in` to `s`, which is not cleared first. The word ends at the first
+/// white space of the "C" locale, which is consumed, or at the end of the stream. Leading white
+/// space is not skipped: when it comes first, nothing is appended. Zero bytes are dropped.
 VQ_EXPORT std::istream& operator>>(std::istream& in, LightweightString<char>& s);

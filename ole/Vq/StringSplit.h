@@ -4,13 +4,13 @@
 ///     Vq::splitIf(LightweightString<char>("a,,b"), Vq::IsMatchingChar<char>(','), fields, 0);
 ///     // "a", "", "b"
 ///
-/// Fields keep every character between their separators: nothing is trimmed, unquoted or unescaped. A
-/// separator at the very start or end of a text makes no empty field there, except that a text which is
-/// one separator and nothing else gives one empty field; between two separators there is always a
-/// field. The empty text gives one empty field.
+/// Fields keep every character between their separators: nothing is trimmed, unquoted or unescaped.
+/// A separator at the very start or end of a text makes no empty field there, except that a text
+/// which is one separator and nothing else gives one empty field; between two separators there is
+/// always a field. The empty text gives one empty field.
 ///
-/// The templates serve narrow and wide strings alike, and both are exported. Where memory runs out, the
-/// platform's exception comes out; fields appended before it stay in the output.
+/// The templates serve narrow and wide strings alike, and both are exported. Where memory runs out,
+/// the platform's exception comes out; fields appended before it stay in the output.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -38,7 +38,7 @@ inline constexpr unsigned int kSplitKeepSeparator = 4;
 /// The separator: one character, compared by its code.
 template <class C> class VQ_EXPORT IsMatchingChar {
 public:
-    explicit constexpr IsMatchingChar(C c) noexcept : c_(c) {}
+    constexpr IsMatchingChar(C c) noexcept : c_(c) {}
     constexpr bool operator()(C c) const noexcept { return c == c_; }
 
 private:
@@ -54,8 +54,8 @@ struct StringRegion {
 /// The container that fields of type `S` are appended to.
 template <class S> struct StringToVec { using VecT = std::vector<S, StdAllocator<S>>; };
 
-/// Appends regions of a source string to an output vector; both are borrowed. The source must not be
-/// an element of that vector.
+/// Appends regions of a source string to an output vector; both are borrowed. The source must not
+/// be an element of that vector.
 template <class S> class VQ_EXPORT SplitOutputBuilder {
 public:
     using VecT = typename StringToVec<S>::VecT;
@@ -118,9 +118,9 @@ VQ_EXPORT void convertIndicesToSubStrings(const S& text, const std::vector<int>&
     if (start < text.length()) builder(StringRegion{start, text.length() - start});
 }
 
-/// Appends the fields of `text` to `out`, which is not cleared, and returns `out.size()`, what was in it
-/// before included. `flags`: `kSplitHonourQuotes`, `kSplitKeepSeparator`. Without a separator the one
-/// field shares the block of `text`. `text` may be an element of `out`.
+/// Appends the fields of `text` to `out`, which is not cleared, and returns `out.size()`, what was
+/// in it before included. `flags`: `kSplitHonourQuotes`, `kSplitKeepSeparator`. Without a separator
+/// the one field shares the block of `text`. `text` may be an element of `out`.
 template <class S, class Separator>
 VQ_EXPORT unsigned int splitIf(const S& text, Separator sep, typename StringToVec<S>::VecT& out,
                                unsigned int flags) {
@@ -143,7 +143,7 @@ VQ_EXPORT unsigned int splitIf(const S& text, Separator sep, typename StringToVe
 
 /// All `parts` one behind the other, with `sep` between them; a `sep` of 0 puts nothing between.
 /// An empty part adds nothing but keeps its separators. Nothing is quoted: a part that holds the
-/// separator does not survive a later split. Allocates once.
+/// separator does not survive a later split. Allocates once at most.
 VQ_EXPORT LightweightString<wchar_t> pack(
     const StringToVec<LightweightString<wchar_t>>::VecT& parts, wchar_t sep);
 

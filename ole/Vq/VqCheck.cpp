@@ -28,8 +28,8 @@ namespace {
 
 constexpr std::size_t kTextSize = 256;
 
-// Milliseconds of the first timed line; 0 before it. Atomic only so that the race for the first line
-// stays harmless; no order is wanted.
+// Milliseconds of the first timed line; 0 before it. Atomic only so that the race for the first
+// line stays harmless; no order is wanted.
 constinit std::atomic<double> gLogTimedStart{0.0};
 
 // A message for an exception: left allocated on purpose, because copies of the exception share it.

@@ -73,13 +73,13 @@ namespace Check::Private {
 VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* expression,
                            bool forceLog);
 
-/// The same, and before it a line for a slow call, failed or not: one that took `elapsed` or more of a
-/// `threshold` above zero, both in the caller's unit.
+/// The same, and before it a line for a slow call, failed or not: one that took `elapsed` or more
+/// of a `threshold` above zero, both in the caller's unit.
 VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* expression,
                            bool forceLog, double threshold, double elapsed);
 
-/// Throws a `RuntimeError` that names the place and the code. Its message is cut at 255 characters and
-/// never freed, so that it stays valid however the exception is copied.
+/// Throws a `RuntimeError` that names the place and the code. Its message is cut at 255 characters
+/// and never freed, so that it stays valid however the exception is copied.
 [[noreturn]] VQ_EXPORT void throwShort(const char* file, int line, int code);
 
 /// The same with the expression in the message.
@@ -92,12 +92,12 @@ VQ_EXPORT bool logInDebug();
 } // namespace Check::Private
 
 /// Prints one line stamped with the seconds since the first timed line of the process, to three
-/// decimals in nine columns. The text carries its own newline. A text that comes out empty or longer
-/// than 255 characters is lost: a failed assertion is printed in its place.
+/// decimals in nine columns. The text carries its own newline. A text that comes out empty or
+/// longer than 255 characters is lost: a failed assertion is printed in its place.
 ///
 /// The very first line is stamped with zero, which may print as "-0.000". Two threads that print it
 /// together may each set the start, which moves the zero point by the time between them.
-[[gnu::format(printf, 1, 2)]] VQ_EXPORT void LogTimed(const char* format, ...);
+VQ_EXPORT void LogTimed(const char* format, ...);
 
 } // namespace Vq
 
@@ -105,8 +105,8 @@ VQ_EXPORT bool logInDebug();
 #define VQ_CHECK(expression)                                                                       \
     ::Vq::Check::Private::checkAndLog((expression), __FILE__, __LINE__, #expression, false)
 
-/// Evaluates `expression`, a status code, once and throws a `Vq::Exception::RuntimeError` when it is
-/// negative.
+/// Evaluates `expression`, a status code, once and throws a `Vq::Exception::RuntimeError` when it
+/// is negative.
 #define VQ_CHECK_THROW(expression)                                                                 \
     do {                                                                                           \
         if (const int vqCheckCode = (expression); vqCheckCode < 0) {                               \

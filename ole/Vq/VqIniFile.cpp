@@ -338,8 +338,8 @@ private:
     bool ok_ = true;
 };
 
-// Where `save` stays when its walk meets the anonymous section. The volatile read is an effect that no
-// compiler may take the loop away for the lack of.
+// Where `save` stays when its walk meets the anonymous section. The volatile read is an effect that
+// no compiler may take the loop away for the lack of.
 void stayForever() {
     for (const volatile bool always = true; always;) {
     }

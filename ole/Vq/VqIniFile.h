@@ -6,15 +6,15 @@
 ///     settings["Video"].push_back(Vq::AttribValuePair("Height", "1080", '='));
 ///     if (!settings.saveAll({})) complain();
 ///
-/// The form of a file: a line `[name]` starts a section, every other line that is not blank becomes a
-/// pair of the current section, split at its first '='. Spaces at both ends of a line go; those around
-/// the '=' belong to the name and the value. There are no comments as such: a comment line is a pair
-/// without name and value that prints as it was read. Bytes that are not printable in the current
-/// locale go from both ends of a line, so LF and CRLF files load alike; in the "C" locale that takes a
-/// non-ASCII ending from a value.
+/// The form of a file: a line `[name]` starts a section, every other line that is not blank becomes
+/// a pair of the current section, split at its first '='. Spaces at both ends of a line go; those
+/// around the '=' belong to the name and the value. There are no comments as such: a comment line
+/// is a pair without name and value that prints as it was read. Bytes that are not printable in the
+/// current locale go from both ends of a line, so LF and CRLF files load alike; in the "C" locale
+/// that takes a non-ASCII ending from a value.
 ///
-/// A model that was only loaded shares the texts of its lines. Repeated keys are all kept, in order;
-/// a section that comes twice goes on. Sections are ordered by name, not as in the file.
+/// A model that was only loaded shares the texts of its lines. Repeated keys are all kept, in
+/// order; a section that comes twice goes on. Sections are ordered by name, not as in the file.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -31,8 +31,8 @@ class iFile;
 
 namespace VqIniFile_Private {
 
-/// The order of sections: by bytes, or without the case of ASCII letters. Text counts up to its first
-/// zero byte.
+/// The order of sections: by bytes, or without the case of ASCII letters. Text counts up to its
+/// first zero byte.
 class VQ_EXPORT StringLT_Fancy {
 public:
     explicit StringLT_Fancy(bool caseSensitive) noexcept : caseSensitive_(caseSensitive) {}
@@ -45,8 +45,8 @@ private:
 
 } // namespace VqIniFile_Private
 
-/// The model. What its operations return by reference lives until the section is removed or the model
-/// is destroyed.
+/// The model. What its operations return by reference lives until the section is removed or the
+/// model is destroyed.
 class VQ_EXPORT VqIniFile {
 public:
     using Section = std::vector<Vq::AttribValuePair>;
@@ -54,7 +54,8 @@ public:
         std::map<LightweightString<char>, Section, VqIniFile_Private::StringLT_Fancy>;
 
     /// A walk over the sections, in their order. Using one that is not `valid()`, other than asking
-    /// whether it is, throws a `Vq::Exception::RuntimeError`. It stays usable while its section stands.
+    /// whether it is, throws a `Vq::Exception::RuntimeError`. It stays usable while its section
+    /// stands.
     class VQ_EXPORT SectionIterator {
     public:
         /// Not valid.
@@ -96,32 +97,34 @@ public:
     /// An empty model without a path. `caseSensitive` is about section names, for good.
     explicit VqIniFile(bool caseSensitive);
 
-    /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'. Whether
-    /// that worked is not told: a file that cannot be read leaves the model empty.
+    /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'.
+    /// Whether that worked is not told: a file that cannot be read leaves the model empty.
     VqIniFile(const LightweightString<wchar_t>& path, bool loadNow, bool caseSensitive);
 
     ~VqIniFile();
     VqIniFile(const VqIniFile&) = default;
     VqIniFile& operator=(const VqIniFile&) = default;
 
-    /// Adds the content of a file to the model, which is not cleared first. A `path` that is not empty
-    /// becomes the model's own; an empty one stands for it. True when the file was read; false when
-    /// there is no path, or the file cannot be opened or read, is empty, or is of 4 GiB or more. No line
-    /// is ever rejected. When memory runs out, the exception leaves the model as it was.
+    /// Adds the content of a file to the model, which is not cleared first. A `path` that is not
+    /// empty becomes the model's own; an empty one stands for it. True when the file was read;
+    /// false when there is no path, or the file cannot be opened or read, is empty, or is of 4 GiB
+    /// or more. No line is ever rejected. When memory runs out, the exception leaves the model as
+    /// it was.
     bool load(LightweightString<wchar_t> path, char lineSeparator);
 
-    /// Writes the model with CRLF line ends: the anonymous section without a header, then every section
-    /// in order under its `[name]`, with a blank line before each but the first. `path` as for `load`.
-    /// False when the file could not be opened; the results of the writes are not looked at.
+    /// Writes the model with CRLF line ends: the anonymous section without a header, then every
+    /// section in order under its `[name]`, with a blank line before each but the first. `path` as
+    /// for `load`. False when the file could not be opened; the results of the writes are not
+    /// looked at.
     ///
-    /// **Does not return when the model holds the anonymous section**: the walk stops for good where
-    /// that section stands in the order. A comment or a byte-order mark before the first header is enough
-    /// to make one. Use `saveAll` instead.
+    /// **Does not return when the model holds the anonymous section**: the walk stops for good
+    /// where that section stands in the order. A comment or a byte-order mark before the first
+    /// header is enough to make one. Use `saveAll` instead.
     bool save(LightweightString<wchar_t> path);
 
-    /// Writes what `save` writes, but steps past the anonymous section in the walk. True only when the
-    /// file was opened, every write succeeded and so did the file's `commit()`; otherwise the platform
-    /// of libOS leaves the old file in place.
+    /// Writes what `save` writes, but steps past the anonymous section in the walk. True only when
+    /// the file was opened, every write succeeded and so did the file's `commit()`; otherwise the
+    /// platform of libOS leaves the old file in place.
     bool saveAll(LightweightString<wchar_t> path);
 
     /// The section of that name, made empty when it is missing; such a section is saved.
@@ -149,8 +152,8 @@ public:
     /// The name under which keys before the first header are kept: an ordinary section otherwise.
     static const LightweightString<char>& kAnonymousSection();
 
-    /// The first pair whose name begins with `prefix`, or the section's end. An empty prefix finds the
-    /// first pair. `from` is **not** looked at: the search always starts at the beginning.
+    /// The first pair whose name begins with `prefix`, or the section's end. An empty prefix finds
+    /// the first pair. `from` is **not** looked at: the search always starts at the beginning.
     static Section::iterator findBeginsWith(const LightweightString<char>& prefix, Section& section,
                                             bool caseSensitive, Section::iterator from);
     static Section::const_iterator findBeginsWith(const LightweightString<char>& prefix,
@@ -185,8 +188,8 @@ public:
     explicit SectionsBuildingOutputIterator(VqIniFile::SectionMap* sections);
 
     /// Takes one line: blank ones are ignored, `[name]` changes the section (and adds nothing),
-    /// everything else is appended to the current section as a pair. A header without pairs thus makes
-    /// no section.
+    /// everything else is appended to the current section as a pair. A header without pairs thus
+    /// makes no section.
     SectionsBuildingOutputIterator& operator=(LightweightString<char> line);
 
     SectionsBuildingOutputIterator(const SectionsBuildingOutputIterator&) = default;
@@ -206,10 +209,11 @@ VQ_EXPORT unsigned long lengthWithoutUnprintableEnd(const char* bytes, unsigned 
 /// How many of the `size` bytes at `bytes` come before the first that is printable or `separator`.
 VQ_EXPORT unsigned long countUnprintable(const char* bytes, unsigned long size, char separator);
 
-/// Cuts a buffer into lines, assigns each to `out` as a narrow string and returns their number, empty
-/// lines included. Bytes that are not printable in the current locale are dropped from the end of every
-/// line, and from the start of every line but the first. A separator that is itself printable stays at
-/// the end of its line. Behind the last separator there is a line only if something is left.
+/// Cuts a buffer into lines, assigns each to `out` as a narrow string and returns their number,
+/// empty lines included. Bytes that are not printable in the current locale are dropped from the
+/// end of every line, and from the start of every line but the first. A separator that is itself
+/// printable stays at the end of its line. Behind the last separator there is a line only if
+/// something is left.
 template <class Sink>
 VQ_EXPORT unsigned long splitBuffer(Sink out, const char* buffer, unsigned long size,
                                     char separator) {

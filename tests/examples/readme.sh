@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # readme.sh README DEMO_TEXT PREFIX COMPILER FOLDER
 # README's first program, built as README's CMake lines say against the installation in PREFIX,
-# prints what README says it does; and the lines that README quotes of the demonstration are lines of
-# its text.
+# prints what README says it does; and the lines that README quotes of the demonstration are lines
+# of its text.
 set -euo pipefail
 readme=$1 demo=$2 prefix=$3 compiler=$4 folder=$5
 

@@ -128,8 +128,8 @@ TEST(PlatformAtomics, LoseNoSwapOnSeveralThreads) {
 }
 
 TEST(PlatformAtomics, OrderTheMemoryAroundThem) {
-    // Each thread raises its own flag and then looks at the other's: without a full barrier between,
-    // both could miss the other.
+    // Each thread raises its own flag and then looks at the other's: without a full barrier
+    // between, both could miss the other.
     for (int round = 0; round < 2000; ++round) {
         StartGate gate(2);
         int flags[2] = {};

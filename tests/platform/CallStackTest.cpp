@@ -12,8 +12,8 @@ using CallStackLines = std::vector<LightweightString<char>, StdAllocator<Lightwe
 
 #define VQTEST_EXPORTED [[gnu::visibility("default"), gnu::noinline]]
 
-// Functions whose names the program exports: the build asks for those that begin so. Work after each
-// call keeps it a call.
+// Functions whose names the program exports: the build asks for those that begin so. Work after
+// each call keeps it a call.
 
 extern "C" {
 

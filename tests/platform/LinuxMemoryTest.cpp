@@ -122,12 +122,12 @@ TEST(LinuxReclaimables, AreEachAskedOnceForAllTheBytesInOrderOfRegistration) {
     EXPECT_EQ(first.wanted, kTooMuch + 1);
 }
 
-TEST(LinuxReclaimables, AreNotAskedForWhatTheySayTheyDoNotHold) {
+TEST(LinuxReclaimables, AreAskedWhateverTheyEstimateToHold) {
     Cache empty;
     const Cache full;
     empty.holds = 0;
     EXPECT_TRUE(isRefused());
-    EXPECT_EQ(empty.asked, 0);
+    EXPECT_EQ(empty.asked, 1);
     EXPECT_EQ(full.asked, 1);
 }
 

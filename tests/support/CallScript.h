@@ -6,8 +6,9 @@
 ///     EXPECT_EQ(made[kAtomicIncrement], 1);
 ///     EXPECT_EQ(made.total(), 1);
 ///
-/// Thread rule: counting, failing and recording are safe; everything else is set up and read while no
-/// other thread uses the platform. Counting orders nothing between threads, so it hides no data race.
+/// Thread rule: counting, failing and recording are safe; everything else is set up and read while
+/// no other thread uses the platform. Counting orders nothing between threads, so it hides no data
+/// race.
 #pragma once
 
 #include "support/MallocAllocator.h"
@@ -115,8 +116,9 @@ public:
     /// Has an ordered failure come to pass?
     bool hasFailed(Call call) const;
 
-    /// From now on `hook()` runs at the start of every call of that operation, before its effect; what
-    /// it throws comes out of the operation. Borrowed: it must live until `reset`. One per operation.
+    /// From now on `hook()` runs at the start of every call of that operation, before its effect;
+    /// what it throws comes out of the operation. Borrowed: it must live until `reset`. One per
+    /// operation.
     template <class Hook> void intercept(Call call, Hook& hook) {
         at(call).context = &hook;
         at(call).hook = [](void* context) { (*static_cast<Hook*>(context))(); };

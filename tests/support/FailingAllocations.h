@@ -9,10 +9,11 @@
 
 namespace vqtest {
 
-/// Calls `operation()` with its 1st allocation failing, then with its 2nd and so on, until it succeeds.
-/// Expects of each failed run that `std::bad_alloc` comes out and that no block is left over, then calls
-/// `check()`, which looks whether the operands stand as before. Since a failed run changes nothing, the
-/// operation may work on the same operands every time; the last, successful run changes them.
+/// Calls `operation()` with its 1st allocation failing, then with its 2nd and so on, until it
+/// succeeds. Expects of each failed run that `std::bad_alloc` comes out and that no block is left
+/// over, then calls `check()`, which looks whether the operands stand as before. Since a failed run
+/// changes nothing, the operation may work on the same operands every time; the last, successful
+/// run changes them.
 ///
 /// Returns the number of failed runs, which is the number of allocations that a success takes.
 template <class Operation, class Check>

@@ -1,6 +1,6 @@
-/// Containers for the bookkeeping of the scripted platform. They take their memory from `malloc`, past
-/// `operator new`, which ends in the platform itself: what the platform notes down is never counted,
-/// never made to fail and never recurses.
+/// Containers for the bookkeeping of the scripted platform. They take their memory from `malloc`,
+/// past `operator new`, which ends in the platform itself: what the platform notes down is never
+/// counted, never made to fail and never recurses.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,8 @@ using MallocBasicString = std::basic_string<C, std::char_traits<C>, MallocAlloca
 using MallocString = MallocBasicString<char>;
 using MallocWString = MallocBasicString<wchar_t>;
 
-/// A settable answer. A plain array, because Clang cannot initialise a string before the program starts.
+/// A settable answer. A plain array, because Clang cannot initialise a string before the program
+/// starts.
 class MallocAnswer {
 public:
     /// Until `set`, the answer is `initial`.
@@ -61,7 +62,8 @@ private:
     bool isSet_ = false;
 };
 
-/// Base of objects that the platform hands out: `new` and `delete` of them pass the platform by, too.
+/// Base of objects that the platform hands out: `new` and `delete` of them pass the platform by,
+/// too.
 struct MallocObject {
     static void* operator new(std::size_t bytes) { return MallocAllocator<char>().allocate(bytes); }
     static void operator delete(void* block) noexcept { std::free(block); }

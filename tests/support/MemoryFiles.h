@@ -1,9 +1,9 @@
 /// The file service of the scripted platform: files in memory.
 ///
-/// A file opened for writing (2, 3, 0, 0) takes its bytes aside; they become the file's content as a
-/// whole when it is committed, or when its last handle goes after writes that all succeeded. Until then,
-/// and for good when a write or the commit fails, the path keeps what it had. Reading (1, 0, 1, 0) sees
-/// the content of the moment of opening. All other flags are refused.
+/// A file opened for writing (2, 3, 0, 0) takes its bytes aside; they become the file's content as
+/// a whole when it is committed, or when its last handle goes after writes that all succeeded.
+/// Until then, and for good when a write or the commit fails, the path keeps what it had. Reading
+/// (1, 0, 1, 0) sees the content of the moment of opening. All other flags are refused.
 ///
 /// Thread rule: safe; one thread at a time per open file.
 #pragma once
@@ -67,7 +67,8 @@ public:
     /// between the question and the reading.
     void reportSize(std::wstring_view path, unsigned long bytes);
 
-    /// What a sudden stop of the machine does to files that are being written: those bytes are lost.
+    /// What a sudden stop of the machine does to files that are being written: those bytes are
+    /// lost.
     void losePower();
 
     /// Every call of `openFile` so far, refused ones included.
@@ -80,7 +81,8 @@ public:
     /// '/' at first.
     void setPathSeparator(wchar_t separator) { separator_ = separator; }
 
-    /// No files, no requests, first answers. Files that are still open keep working for their holders.
+    /// No files, no requests, first answers. Files that are still open keep working for their
+    /// holders.
     void reset();
 
     Vq::Ptr<iFile> openFile(const LightweightString<wchar_t>& path, int access, int disposition,

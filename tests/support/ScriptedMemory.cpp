@@ -13,8 +13,8 @@ namespace vqtest {
 
 namespace {
 
-/// Stands in front of every block; at no alignment in particular, so it is copied in and out. Its size
-/// keeps the alignment that malloc gives.
+/// Stands in front of every block; at no alignment in particular, so it is copied in and out. Its
+/// size keeps the alignment that malloc gives.
 struct Note {
     unsigned long bytes;
     unsigned long mark; ///< kLive, plus the block's misalignment

@@ -1,8 +1,8 @@
 /// The memory service of the scripted platform: `malloc` with an account of every block.
 ///
-/// Each block is preceded by a note of its size. New blocks are filled with `kFreshByte` and freed ones
-/// with `kFreedByte` (their first 4 KiB), so that code which counts on zeroed or still living memory is
-/// found out. Freeing what is no live block ends the program with a message.
+/// Each block is preceded by a note of its size. New blocks are filled with `kFreshByte` and freed
+/// ones with `kFreedByte` (their first 4 KiB), so that code which counts on zeroed or still living
+/// memory is found out. Freeing what is no live block ends the program with a message.
 ///
 /// Thread rule: safe.
 #pragma once
@@ -27,8 +27,8 @@ public:
     /// The bytes that were asked for in the live blocks.
     long liveBytes() const { return liveBytes_; }
 
-    /// The size asked of `allocate` last, or `back` calls before that; failed calls are included. The
-    /// latest 16 are kept.
+    /// The size asked of `allocate` last, or `back` calls before that; failed calls are included.
+    /// The latest 16 are kept.
     unsigned long requestedBytes(unsigned back = 0) const;
 
     /// From now on blocks start that many bytes (below 16) after a multiple of 16. 0 at first.

@@ -6,7 +6,8 @@ namespace vqtest {
 
 namespace {
 
-/// Initialised by the compiler and never destroyed: `operator new` needs it all through the program.
+/// Initialised by the compiler and never destroyed: `operator new` needs it all through the
+/// program.
 union Storage {
     constexpr Storage() : platform() {}
     ~Storage() {}

@@ -1,8 +1,8 @@
 /// A platform for tests. A program that links it replaces `OS()` for every call that libVq makes.
 ///
-/// Left alone it behaves like a machine: memory from malloc, true UTF-8 conversion, recursive locks,
-/// files in memory, a clock that stands still until moved. A test counts what the library asks, changes
-/// the answers and makes operations fail:
+/// Left alone it behaves like a machine: memory from malloc, true UTF-8 conversion, recursive
+/// locks, files in memory, a clock that stands still until moved. A test counts what the library
+/// asks, changes the answers and makes operations fail:
 ///
 ///     vqtest::platform().utils()->setNow(1500);
 ///     vqtest::platform().fileSystem()->put(L"/settings.ini", "[Video]\r\nWidth=1920\r\n");
@@ -12,7 +12,8 @@
 /// It works before the first and after the last static object of the program, because every
 /// `operator new` ends in it. ScriptedTest.h resets it around each test.
 ///
-/// Thread rule: the services are safe; scripting is for one thread while no other uses the platform.
+/// Thread rule: the services are safe; scripting is for one thread while no other uses the
+/// platform.
 #pragma once
 
 #include "Vq/Platform.h"
@@ -77,7 +78,8 @@ public:
     /// Counts, failures, records of all operations.
     CallScript& calls() { return calls_; }
 
-    /// Back to the first state; what is alive (blocks, locks, open files) stays so and stays counted.
+    /// Back to the first state; what is alive (blocks, locks, open files) stays so and stays
+    /// counted.
     void reset();
 
     ScriptedMemory* memory() override { return &memory_; }

@@ -17,7 +17,8 @@ public:
     /// Locks in the whole program.
     long liveLocks() const { return liveLocks_; }
 
-    /// What `currentThreadId` answers on every thread from now on; 0 goes back to the threads' own ids.
+    /// What `currentThreadId` answers on every thread from now on; 0 goes back to the threads' own
+    /// ids.
     void setThreadId(unsigned id) { threadId_ = id; }
 
     void reset() { threadId_ = 0; }

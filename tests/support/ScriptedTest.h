@@ -1,5 +1,5 @@
-/// The fixture of tests that script the platform: in its first state at the start and at the end, and
-/// every block, lock and open file made in between is gone again.
+/// The fixture of tests that script the platform: in its first state at the start and at the end,
+/// and every block, lock and open file made in between is gone again.
 ///
 ///     using LightweightStringAppend = vqtest::ScriptedTest;
 ///     TEST_F(LightweightStringAppend, InPlaceAllocatesNothing) { ... }
@@ -34,7 +34,8 @@ protected:
         EXPECT_EQ(platform().fileSystem()->openFiles(), files_) << "files left open";
     }
 
-    /// For a test that may be the first to use something which then lives to the end of the program.
+    /// For a test that may be the first to use something which then lives to the end of the
+    /// program.
     void mayLeaveBlocks() { checksBlocks_ = false; }
 
 private:

@@ -1,5 +1,5 @@
-/// Text conversion, clock, identifiers and call stacks of the scripted platform. Texts are converted
-/// for real, see Utf8.h; the rest answers what it was told.
+/// Text conversion, clock, identifiers and call stacks of the scripted platform. Texts are
+/// converted for real, see Utf8.h; the rest answers what it was told.
 ///
 /// Thread rule: as CallScript.h. The clock is safe.
 #pragma once

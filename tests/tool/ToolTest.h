@@ -1,5 +1,5 @@
-/// Runs the built tool as a shell would and holds on to everything it says, and a fixture with files
-/// for it.
+/// Runs the built tool as a shell would and holds on to everything it says, and a fixture with
+/// files for it.
 ///
 ///     TEST_F(IniGet, PrintsTheValue) {
 ///         put("[Video]\r\nWidth=1920\r\n");

@@ -7,8 +7,8 @@
 
 namespace vqtool {
 
-/// Prints a line "FILE:LINE: finding" for each finding, in the order of lines; `kFailed` when there is any
-/// or the file could not be read. Linear in the size of the file.
+/// Prints a line "FILE:LINE: finding" for each finding, in the order of lines; `kFailed` when there
+/// is any or the file could not be read. Linear in the size of the file.
 Status checkIniFile(const std::string& file, bool ignoreCase);
 
 } // namespace vqtool

@@ -13,8 +13,8 @@ namespace vqtool {
 /// The file, to be read from its start, or nothing after a complaint.
 Vq::Ptr<iFile> openToRead(const std::string& path);
 
-/// Is there nothing left to read? Pipes and files that the system makes up tell a size of 0 and hold
-/// more: taken for empty, they would be answered wrongly or, worse, written back as such.
+/// Is there nothing left to read? Pipes and files that the system makes up tell a size of 0 and
+/// hold more: taken for empty, they would be answered wrongly or, worse, written back as such.
 bool isAtEnd(iFile& file);
 
 /// Everything in the file, or nothing after a complaint.
@@ -23,10 +23,10 @@ std::optional<std::string> readFile(const std::string& path);
 /// `text` without the spaces and tabs at its ends.
 std::string_view trimmed(std::string_view text);
 
-/// A line of `text` as the library's loader would pass it on, taken off its front: cut at the line feed,
-/// without control characters and spaces at its ends. Unlike the loader, which drops what is not
-/// printable in the locale, this leaves a value that ends in a non-ASCII letter whole: a program that
-/// writes the file back must not lose a byte of it.
+/// A line of `text` as the library's loader would pass it on, taken off its front: cut at the line
+/// feed, without control characters and spaces at its ends. Unlike the loader, which drops what is
+/// not printable in the locale, this leaves a value that ends in a non-ASCII letter whole: a
+/// program that writes the file back must not lose a byte of it.
 std::string_view takeLine(std::string_view& text);
 
 /// Is there text in brackets, so that the line is a section's header?

@@ -104,8 +104,8 @@ private:
 
     vqtool::IniTarget target() const { return {file_, ignoreCase_, std::nullopt}; }
 
-    /// The target with its section, which is taken off the words; of the rest there must be `least` to
-    /// `most`.
+    /// The target with its section, which is taken off the words; of the rest there must be `least`
+    /// to `most`.
     vqtool::IniTarget targetWith(std::size_t least, std::size_t most) {
         vqtool::IniTarget found = target();
         if (!outside_) {

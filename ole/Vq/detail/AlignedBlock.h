@@ -1,5 +1,5 @@
-/// Aligned blocks inside plain ones: one mechanism for `CPUAlignedNew` and the over-aligned forms of
-/// `operator new`.
+/// Aligned blocks inside plain ones: one mechanism for `CPUAlignedNew` and the over-aligned forms
+/// of `operator new`.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,13 @@
 
 namespace Vq::detail {
 
-/// A block at a multiple of `alignment`, a power of two from 16 on, carved out of a plain allocation of
-/// `bytes` + 2 * `alignment`. The 8 bytes before the result hold the start of the plain allocation.
+/// A block at a multiple of `alignment`, a power of two from 16 on, carved out of a plain
+/// allocation of `bytes` + 2 * `alignment`. The 8 bytes before the result hold the start of the
+/// plain allocation.
 inline void* alignedNew(std::size_t bytes, std::size_t alignment) {
+    constexpr std::size_t kLimit = std::numeric_limits<std::size_t>::max();
+    if (alignment > kLimit / 4 || bytes > kLimit - 2 * alignment) throw std::bad_alloc();
     const std::size_t extra = 2 * alignment;
-    if (bytes > std::numeric_limits<std::size_t>::max() - extra) throw std::bad_alloc();
     void* raw = ::operator new(bytes + extra);
     const auto start = reinterpret_cast<std::uintptr_t>(raw);
     std::uintptr_t aligned = ((start - 1) & ~(alignment - 1)) + alignment;

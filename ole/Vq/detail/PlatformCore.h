@@ -13,13 +13,14 @@ class iSyncFactory;
 class iCPUInfo;
 class iFolders;
 
-/// Heap memory of the whole process. Safe: any thread, at any time, before and after static objects.
+/// Heap memory of the whole process. Safe: any thread, at any time, before and after static
+/// objects.
 class VQ_EXPORT iMemory {
 public:
     virtual ~iMemory() = default;
 
-    /// A block of at least `bytes` bytes (0 is valid), aligned for any fundamental type. Never null:
-    /// exhaustion is reported by an exception, `std::bad_alloc` on the Linux platform.
+    /// A block of at least `bytes` bytes (0 is valid), aligned for any fundamental type. Never
+    /// null: exhaustion is reported by an exception, `std::bad_alloc` on the Linux platform.
     virtual void* allocate(unsigned long bytes) = 0;
 
     /// Frees a block of `allocate`; null is accepted. Must not throw.
@@ -64,7 +65,7 @@ public:
 };
 
 /// The platform of the process, the same object at every call. The library asks afresh at each use
-/// and keeps nothing, `operator new` included, so this must work before the first and after the last
-/// static object. libOS defines it; a program that defines its own replaces the platform for every
-/// call that the library makes.
+/// and keeps nothing, `operator new` included, so this must work before the first and after the
+/// last static object. libOS defines it; a program that defines its own replaces the platform for
+/// every call that the library makes.
 VQ_EXPORT iPlatform* OS();
