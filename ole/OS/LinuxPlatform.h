@@ -51,9 +51,9 @@
 /// the temporary. Only when the folder cannot be synced is the new file in place although `commit`
 /// returns 0. Small writes are collected: a full disk may show in a later write or in `commit`, so
 /// check that. Further hard links keep the old text; access control lists, extended attributes
-/// and set-id bits are lost. In a folder with the sticky bit another user's file cannot be replaced:
-/// `commit` returns 0 then. A file that the process may not write is not opened, although its folder would let it
-/// be replaced.
+/// and set-id bits are lost. In a folder with the sticky bit another user's file cannot be
+/// replaced: `commit` returns 0 then. A file that the process may not write is not opened, although
+/// its folder would let it be replaced.
 ///
 /// What is no regular file, such as a device or a pipe, and what lies in a folder that takes no new
 /// file is written in place, with the same states; what was written before a failure then stays
