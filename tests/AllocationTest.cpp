@@ -357,8 +357,10 @@ TEST_F(AllocationReclaimable, IsABareReclaimableAtBothMoments) {
 } // namespace
 
 TEST(OperatorNew, ThrowsForAnAlignmentThatNoBlockCanHave) {
-    constexpr auto kHugeAlignment = std::align_val_t{std::size_t{1} << 63};
-    EXPECT_THROW(::operator delete(::operator new(1, kHugeAlignment), kHugeAlignment),
+    // Volatile, because compilers warn of a constant this large.
+    const volatile std::size_t huge = std::size_t{1} << 63;
+    const auto hugeAlignment = std::align_val_t{huge};
+    EXPECT_THROW(::operator delete(::operator new(1, hugeAlignment), hugeAlignment),
                  std::bad_alloc);
-    EXPECT_EQ(::operator new(1, kHugeAlignment, std::nothrow), nullptr);
+    EXPECT_EQ(::operator new(1, hugeAlignment, std::nothrow), nullptr);
 }
