@@ -1,0 +1,342 @@
+/// Records that describe an image or a video stream, with a one-line text form.
+///
+///     Vq::Image::Core::Data core(1920, 1080, kPlanar, 8, 24, true);
+///     core.asString();      // "Metadata::Core,1,1920,1080,7,7,8,24,1,"
+///     Vq::Image::Core::Data same(core.asString());
+///
+/// There are five: `Core` (size and pixel format), `BufferFormat` (layout in memory), `Video`
+/// (scan, aspect, identifier), `VideoSample` (polarity, colorimetry, gamut) and `VideoSequence`
+/// (frame rate). Each is a namespace with the abstract `Interface`, which can be held by `Vq::Ptr`, the
+/// plain `Fields` with their defaults, and `Data`, which has both. The `...DataSet` flag says
+/// whether somebody filled the record in; nothing here sets it by itself.
+///
+/// The text form is the record's tag, the version 1 and every field as a decimal number, each with
+/// a comma behind it. Reading is all or nothing: a text of another tag, version or number of items
+/// gives the record with its defaults, without an error. Of each item the number at its start
+/// counts, 0 if there is none, cut to the width of its field.
+///
+/// Setters and constructors store what they are given, unchecked. Copying a record copies its
+/// fields and never its reference count.
+///
+/// Thread rule: compatible.
+#pragma once
+
+#include "Vq/LightweightString.h"
+#include "Vq/RefCount.h"
+#include "Vq/detail/Export.h"
+
+namespace Vq {
+
+/// The application's own header defines the enumerators of this and of those below.
+enum FrameRate : int;
+
+namespace Image {
+
+enum Format : int;
+enum ScanMode : int;
+enum AspectRatio : int;
+enum Polarity : int;
+enum Colorimetry : int;
+enum GamutScaling : int;
+
+/// What applications write around a batch of records.
+VQ_EXPORT extern const LightweightString<char> kStartBatch; ///< "StartBatch"
+VQ_EXPORT extern const LightweightString<char> kEndBatch;   ///< "EndBatch"
+/// 365 days, in seconds, backwards.
+VQ_EXPORT extern const double kMinusOneYearSeconds;
+
+/// Size and pixel format.
+namespace Core {
+
+class VQ_EXPORT Interface : public virtual iObject {
+public:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
+    ~Interface() override = default;
+
+    virtual unsigned int getWidth() const = 0;
+    virtual unsigned int getHeight() const = 0;
+    virtual void setWidth(unsigned int width) = 0;
+    virtual void setHeight(unsigned int height) = 0;
+    virtual Format getDataFormat() const = 0;
+    virtual void setDataFormat(Format dataFormat) = 0;
+    virtual unsigned short getBitsPerComponent() const = 0;
+    virtual void setBitsPerComponent(unsigned short bitsPerComponent) = 0;
+    virtual unsigned short getBitsPerPixel() const = 0;
+    virtual void setBitsPerPixel(unsigned short bitsPerPixel) = 0;
+    virtual bool getCoreDataSet() const = 0;
+    virtual void setCoreDataSet(bool set) = 0;
+};
+
+struct Fields {
+    unsigned int width = 0;  ///< pixels
+    unsigned int height = 0; ///< pixels
+    Format dataFormat = Format(-1);
+    unsigned short bitsPerComponent = 0;
+    unsigned short bitsPerPixel = 0;
+    bool set = false;
+};
+
+class VQ_EXPORT Data : public Interface {
+public:
+    /// The defaults.
+    Data();
+    Data(unsigned int width, unsigned int height, Format dataFormat,
+         unsigned short bitsPerComponent, unsigned short bitsPerPixel, bool set);
+    /// What `text` says, the defaults when it is no text of this record.
+    Data(const LightweightString<char>& text);
+    Data(const Data&);
+    Data& operator=(const Data&);
+    ~Data() override;
+
+    unsigned int getWidth() const override { return fields_.width; }
+    unsigned int getHeight() const override { return fields_.height; }
+    void setWidth(unsigned int width) override { fields_.width = width; }
+    void setHeight(unsigned int height) override { fields_.height = height; }
+    Format getDataFormat() const override { return fields_.dataFormat; }
+    void setDataFormat(Format dataFormat) override { fields_.dataFormat = dataFormat; }
+    unsigned short getBitsPerComponent() const override { return fields_.bitsPerComponent; }
+    void setBitsPerComponent(unsigned short bitsPerComponent) override {
+        fields_.bitsPerComponent = bitsPerComponent;
+    }
+    unsigned short getBitsPerPixel() const override { return fields_.bitsPerPixel; }
+    void setBitsPerPixel(unsigned short bitsPerPixel) override {
+        fields_.bitsPerPixel = bitsPerPixel;
+    }
+    bool getCoreDataSet() const override { return fields_.set; }
+    void setCoreDataSet(bool set) override { fields_.set = set; }
+
+    /// The text form.
+    LightweightString<char> asString() const;
+
+private:
+    Fields fields_;
+};
+
+} // namespace Core
+
+/// Layout of a frame buffer.
+namespace BufferFormat {
+
+class VQ_EXPORT Interface : public virtual iObject {
+public:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
+    ~Interface() override = default;
+
+    virtual bool getIsTopDown() const = 0;
+    virtual void setIsTopDown(bool isTopDown) = 0;
+    virtual unsigned int getStride() const = 0;
+    virtual void setStride(unsigned int stride) = 0;
+    virtual unsigned short getStrideMultiplier() const = 0;
+    virtual void setStrideMultiplier(unsigned short strideMultiplier) = 0;
+    virtual bool getBufferFormatDataSet() const = 0;
+    virtual void setBufferFormatDataSet(bool set) = 0;
+};
+
+struct Fields {
+    bool isTopDown = true;   ///< is the first line the top one?
+    unsigned int stride = 0; ///< from line to line
+    unsigned short strideMultiplier = 0;
+    bool set = false;
+};
+
+class VQ_EXPORT Data : public Interface {
+public:
+    /// The defaults.
+    Data();
+    /// The stride is taken as 16 bits here, although the field has 32: set a larger one with
+    /// `setStride`.
+    Data(bool isTopDown, unsigned short stride, unsigned short strideMultiplier, bool set);
+    /// What `text` says, the defaults when it is no text of this record.
+    Data(const LightweightString<char>& text);
+    Data(const Data&);
+    Data& operator=(const Data&);
+    ~Data() override;
+
+    bool getIsTopDown() const override { return fields_.isTopDown; }
+    void setIsTopDown(bool isTopDown) override { fields_.isTopDown = isTopDown; }
+    unsigned int getStride() const override { return fields_.stride; }
+    void setStride(unsigned int stride) override { fields_.stride = stride; }
+    unsigned short getStrideMultiplier() const override { return fields_.strideMultiplier; }
+    void setStrideMultiplier(unsigned short strideMultiplier) override {
+        fields_.strideMultiplier = strideMultiplier;
+    }
+    bool getBufferFormatDataSet() const override { return fields_.set; }
+    void setBufferFormatDataSet(bool set) override { fields_.set = set; }
+
+    /// The text form.
+    LightweightString<char> asString() const;
+
+private:
+    Fields fields_;
+};
+
+} // namespace BufferFormat
+
+/// Scanning and aspect.
+namespace Video {
+
+class VQ_EXPORT Interface : public virtual iObject {
+public:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
+    ~Interface() override = default;
+
+    virtual ScanMode getScanMode() const = 0;
+    virtual void setScanMode(ScanMode scanMode) = 0;
+    virtual AspectRatio getAspectRatio() const = 0;
+    virtual void setAspectRatio(AspectRatio aspectRatio) = 0;
+    virtual unsigned int getVideoFormatUID() const = 0;
+    virtual void setVideoFormatUID(unsigned int videoFormatUID) = 0;
+    virtual bool getVideoDataSet() const = 0;
+    virtual void setVideoDataSet(bool set) = 0;
+};
+
+struct Fields {
+    ScanMode scanMode = ScanMode(0);
+    AspectRatio aspectRatio = AspectRatio(0);
+    unsigned int videoFormatUID = 0; ///< the application's number for a video format
+    bool set = false;
+};
+
+class VQ_EXPORT Data : public Interface {
+public:
+    /// The defaults.
+    Data();
+    Data(ScanMode scanMode, AspectRatio aspectRatio, unsigned int videoFormatUID, bool set);
+    /// What `text` says, the defaults when it is no text of this record.
+    Data(const LightweightString<char>& text);
+    Data(const Data&);
+    Data& operator=(const Data&);
+    ~Data() override;
+
+    ScanMode getScanMode() const override { return fields_.scanMode; }
+    void setScanMode(ScanMode scanMode) override { fields_.scanMode = scanMode; }
+    AspectRatio getAspectRatio() const override { return fields_.aspectRatio; }
+    void setAspectRatio(AspectRatio aspectRatio) override { fields_.aspectRatio = aspectRatio; }
+    unsigned int getVideoFormatUID() const override { return fields_.videoFormatUID; }
+    void setVideoFormatUID(unsigned int videoFormatUID) override {
+        fields_.videoFormatUID = videoFormatUID;
+    }
+    bool getVideoDataSet() const override { return fields_.set; }
+    void setVideoDataSet(bool set) override { fields_.set = set; }
+
+    /// The text form.
+    LightweightString<char> asString() const;
+
+private:
+    Fields fields_;
+};
+
+} // namespace Video
+
+/// Meaning of the samples.
+namespace VideoSample {
+
+class VQ_EXPORT Interface : public virtual iObject {
+public:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
+    ~Interface() override = default;
+
+    virtual Polarity getPolarity() const = 0;
+    virtual void setPolarity(Polarity polarity) = 0;
+    virtual Colorimetry getColorimetry() const = 0;
+    virtual void setColorimetry(Colorimetry colorimetry) = 0;
+    virtual GamutScaling getGamutScaling() const = 0;
+    virtual void setGamutScaling(GamutScaling gamutScaling) = 0;
+    virtual bool getVideoSampleDataSet() const = 0;
+    virtual void setVideoSampleDataSet(bool set) = 0;
+};
+
+struct Fields {
+    Polarity polarity = Polarity(0);
+    Colorimetry colorimetry = Colorimetry(0);
+    GamutScaling gamutScaling = GamutScaling(0);
+    bool set = false;
+};
+
+class VQ_EXPORT Data : public Interface {
+public:
+    /// The defaults.
+    Data();
+    Data(Polarity polarity, Colorimetry colorimetry, GamutScaling gamutScaling, bool set);
+    /// What `text` says, the defaults when it is no text of this record.
+    Data(const LightweightString<char>& text);
+    Data(const Data&);
+    Data& operator=(const Data&);
+    ~Data() override;
+
+    Polarity getPolarity() const override { return fields_.polarity; }
+    void setPolarity(Polarity polarity) override { fields_.polarity = polarity; }
+    Colorimetry getColorimetry() const override { return fields_.colorimetry; }
+    void setColorimetry(Colorimetry colorimetry) override { fields_.colorimetry = colorimetry; }
+    GamutScaling getGamutScaling() const override { return fields_.gamutScaling; }
+    void setGamutScaling(GamutScaling gamutScaling) override {
+        fields_.gamutScaling = gamutScaling;
+    }
+    bool getVideoSampleDataSet() const override { return fields_.set; }
+    void setVideoSampleDataSet(bool set) override { fields_.set = set; }
+
+    /// The text form.
+    LightweightString<char> asString() const;
+
+private:
+    Fields fields_;
+};
+
+} // namespace VideoSample
+
+/// Frames in time.
+namespace VideoSequence {
+
+class VQ_EXPORT Interface : public virtual iObject {
+public:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
+    ~Interface() override = default;
+
+    virtual FrameRate getFrameRate() const = 0;
+    virtual void setFrameRate(FrameRate frameRate) = 0;
+    virtual bool getVideoSequenceDataSet() const = 0;
+    virtual void setVideoSequenceDataSet(bool set) = 0;
+};
+
+struct Fields {
+    FrameRate frameRate = FrameRate(0);
+    bool set = false;
+};
+
+class VQ_EXPORT Data : public Interface {
+public:
+    /// The defaults.
+    Data();
+    Data(FrameRate frameRate, bool set);
+    /// What `text` says, the defaults when it is no text of this record.
+    Data(const LightweightString<char>& text);
+    Data(const Data&);
+    Data& operator=(const Data&);
+    ~Data() override;
+
+    FrameRate getFrameRate() const override { return fields_.frameRate; }
+    void setFrameRate(FrameRate frameRate) override { fields_.frameRate = frameRate; }
+    bool getVideoSequenceDataSet() const override { return fields_.set; }
+    void setVideoSequenceDataSet(bool set) override { fields_.set = set; }
+
+    /// The text form.
+    LightweightString<char> asString() const;
+
+private:
+    Fields fields_;
+};
+
+} // namespace VideoSequence
+
+} // namespace Image
+} // namespace Vq

@@ -1,0 +1,71 @@
+#include "Vq/VqLockFreeRW.h"
+
+#include "Vq/Platform.h"
+#include "Vq/detail/Assertion.h"
+
+#include <bit>
+
+namespace Vq::LockFree {
+
+namespace {
+
+constexpr int kReadAttempts = 7;
+
+// Through unsigned: a count gone wrong may be negative or at its largest.
+constexpr long packed(unsigned int readers, unsigned int writers) {
+    return static_cast<long>((static_cast<unsigned long>(writers) << 32) | readers);
+}
+
+void assertThat(bool holds, const char* condition, const char* place) {
+    if (!holds) detail::reportFailedAssertion(condition, place);
+}
+
+} // namespace
+
+static_assert(sizeof(RWLock) == sizeof(long) && std::endian::native == std::endian::little);
+
+RWLock::RWLock(int readers, int writers) noexcept
+    : word_(packed(static_cast<unsigned int>(readers), static_cast<unsigned int>(writers))) {}
+
+RWLock::RWLock(long word) noexcept : word_(word) {}
+
+int RWLock::openRead() {
+    if (writers() != 0) return -1;
+    for (int attempt = 0; attempt < kReadAttempts; ++attempt) {
+        const auto inside = static_cast<unsigned int>(readers());
+        // After the count: the acquire load above keeps the order of the two.
+        const long word = __atomic_load_n(&word_, __ATOMIC_RELAXED);
+        // A word that differs from the count was changed between the two reads. Swapping it for the
+        // count plus one would lose a reader or enter beside a writer.
+        if (word == packed(inside, 0)) {
+            const long entered = packed(inside + 1, 0);
+            if (OS()->atomics()->compareAndSwap(&word_, entered, word) == word) return 0;
+        }
+        if (writers() != 0) return -1;
+    }
+    return -1;
+}
+
+int RWLock::closeRead() {
+    assertThat(readers() != 0, "var.readers_", "ole/Vq/VqLockFreeRW line 79");
+    assertThat(writers() == 0, "var.writers_ == 0", "ole/Vq/VqLockFreeRW line 80");
+    return OS()->atomics()->atomicDecrement(&half_.readers_);
+}
+
+int RWLock::openWrite() {
+    if (__atomic_load_n(&word_, __ATOMIC_RELAXED) != 0) return -1;
+    return OS()->atomics()->compareAndSwap(&word_, packed(0, 1), 0) == 0 ? 0 : -1;
+}
+
+int RWLock::closeWrite() {
+    assertThat(writers() == 1, "var.writers_ == 1", "ole/Vq/VqLockFreeRW line 111");
+    assertThat(readers() == 0, "var.readers_ == 0", "ole/Vq/VqLockFreeRW line 112");
+    return OS()->atomics()->atomicDecrement(&half_.writers_);
+}
+
+void RWLock::forceClose() {
+    // A plain store, spelled so that race detectors know it for the same word.
+    __atomic_store_n(&word_, 0L, __ATOMIC_RELAXED);
+}
+
+} // namespace Vq::LockFree
