@@ -11,7 +11,7 @@ mkdir -p "$folder"
 cd "$folder"
 
 compile() {
-    "$compiler" -std=c++20 -Wall -Wextra -Werror "$client/client.cpp" -o client "$@"
+    "$compiler" -std=c++20 -Wall -Wextra -Werror "$client"/*.cpp -o client "$@"
 }
 
 case $way in

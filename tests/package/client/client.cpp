@@ -1,6 +1,8 @@
 // A program of another project: each name of the interface is used once, family by family, from
 // outside the libraries. What it shows is that the names are there, with the types that clients
 // count on, and that they link; how they behave is for the unit tests.
+#include "client.h"
+
 #include "OS/LinuxPlatform.h"
 #include "Vq/Allocation.h"
 #include "Vq/AttribValuePair.h"
@@ -28,21 +30,10 @@
 
 namespace {
 
-using Narrow = LightweightString<char>;
-using Wide = LightweightString<wchar_t>;
 using NarrowFields = Vq::StringToVec<Narrow>::VecT;
 using WideFields = Vq::StringToVec<Wide>::VecT;
 using Pair = Vq::AttribValuePair;
 using Pairs = LightweightVector<Pair>;
-
-int failures = 0;
-
-void expect(bool holds, const char* what) {
-    if (holds) return;
-    std::printf("does not hold: %s\n", what);
-    ++failures;
-}
-#define EXPECT(condition) expect(condition, #condition)
 
 // --- Reference counts and handles
 
@@ -360,5 +351,6 @@ int main() {
     settings();
     linesToSections();
     machine();
+    vocabulary();
     return failures == 0 ? 0 : 1;
 }
