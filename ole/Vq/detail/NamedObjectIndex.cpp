@@ -50,7 +50,7 @@ void NamedObjectIndex::link(Chain* chains, std::size_t size, NamedObjectInfo* en
 }
 
 void NamedObjectIndex::add(NamedObjectInfo* entry) noexcept {
-    if (count_ == size_) grow();
+    if (count_ >= size_) grow(); // more when an earlier growth was refused
     link(chains(), size_, entry);
     ++count_;
 }

@@ -35,7 +35,7 @@ public:
     /// The oldest entry of that key, or null.
     NamedObjectInfo* find(const NamedObjectKey& key) const noexcept;
 
-    /// Adds an entry behind all others. Where there is no memory for a larger table, the chains
+    /// Adds an entry behind all others. While there is no memory for a larger table, the chains
     /// grow longer instead.
     void add(NamedObjectInfo* entry) noexcept;
 
