@@ -418,6 +418,16 @@ TEST_F(SectionsBuildingWithoutMemory, LosesAtMostTheLineInHand) {
     EXPECT_EQ(map.size(), 1U);
 }
 
+TEST_F(SectionsBuildingWithoutMemory, MakesNoSectionForALineThatIsLost) {
+    VqIniFile::SectionMap map{VqIniFile_Private::StringLT_Fancy(true)};
+    SectionsBuildingOutputIterator out(&map);
+    const Narrow line("k=1");
+    const int failures =
+        forEachFailingAllocation([&] { out = line; }, [&] { EXPECT_TRUE(map.empty()); });
+    EXPECT_EQ(failures, 4) << "name, value, pairs, section";
+    EXPECT_EQ(map.begin()->second[0].text(), "k=1"sv);
+}
+
 TEST_F(SectionsBuildingWithoutMemory, LeavesNothingBehind) {
     const Narrow header(" [b]"), line(" j=2");
     const auto build = [&] {

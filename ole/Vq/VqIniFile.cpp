@@ -219,6 +219,22 @@ unsigned long Vq::StringManip::countUnprintable(const char* bytes, unsigned long
     return count;
 }
 
+namespace {
+
+// A missing section comes with its first pair, so that it is never there without one.
+void append(VqIniFile::SectionMap& sections, const Narrow& name, AttribValuePair pair) {
+    const auto found = sections.find(name);
+    if (found != sections.end()) {
+        found->second.push_back(std::move(pair));
+    } else {
+        VqIniFile::Section section;
+        section.push_back(std::move(pair));
+        sections.emplace(name, std::move(section));
+    }
+}
+
+} // namespace
+
 SectionsBuildingOutputIterator::SectionsBuildingOutputIterator(VqIniFile::SectionMap* sections)
     : sections_(sections), section_(VqIniFile::kAnonymousSection()) {}
 
@@ -234,7 +250,7 @@ SectionsBuildingOutputIterator& SectionsBuildingOutputIterator::operator=(Narrow
     if (text.size() >= 2 && text.front() == '[' && text.back() == ']') {
         section_ = Narrow(text.substr(1, text.size() - 2));
     } else {
-        (*sections_)[section_].emplace_back(line, '=');
+        append(*sections_, section_, AttribValuePair(line, '='));
     }
     return *this;
 }

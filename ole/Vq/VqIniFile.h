@@ -189,7 +189,7 @@ public:
 
     /// Takes one line: blank ones are ignored, `[name]` changes the section (and adds nothing),
     /// everything else is appended to the current section as a pair. A header without pairs thus
-    /// makes no section.
+    /// makes no section. When memory runs out, the line is lost and everything else as it was.
     SectionsBuildingOutputIterator& operator=(LightweightString<char> line);
 
     SectionsBuildingOutputIterator(const SectionsBuildingOutputIterator&) = default;
