@@ -584,4 +584,24 @@ TEST_F(VqIniFileWithoutMemory, CopyingLeavesNothingBehind) {
     EXPECT_GE(forEachFailingAllocation([&] { const VqIniFile copy = ini; }, [] {}), 4);
 }
 
+TEST_F(VqIniFileWithoutMemory, AssignmentLeavesTheModelAndItsPathAsTheyWere) {
+    files().put(L"/own.ini", "[a]\nk=1");
+    VqIniFile target(L"/own.ini", true, true);
+    const VqIniFile source = loaded("[b]\nk=2\n[c]\nk=3", false);
+    const Narrow differentCase("A");
+    const int failures =
+        forEachFailingAllocation([&] { target = source; },
+                                 [&] {
+                                     EXPECT_EQ(sectionsOf(target), (Sections{{"a", {"k=1"}}}));
+                                     EXPECT_TRUE(target.getSectionNameCaseSensitivity());
+                                     EXPECT_FALSE(target.sectionExists(differentCase));
+                                     calls().fail(kOpenFile);
+                                     EXPECT_FALSE(target.load({}, '\n'));
+                                     EXPECT_EQ(files().requests().back().path, L"/own.ini");
+                                 });
+    EXPECT_EQ(failures, 4) << "two sections and their pairs";
+    EXPECT_EQ(sectionsOf(target), sectionsOf(source));
+    EXPECT_TRUE(target.sectionExists("B"));
+}
+
 } // namespace

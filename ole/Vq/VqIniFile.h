@@ -25,6 +25,7 @@
 
 #include <map>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 class iFile;
@@ -94,7 +95,8 @@ public:
         SectionMap::const_iterator end_;
     };
 
-    /// An empty model without a path. `caseSensitive` is about section names, for good.
+    /// An empty model without a path. `caseSensitive` is about section names; only assigning a whole
+    /// model changes it later.
     explicit VqIniFile(bool caseSensitive);
 
     /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'.
@@ -102,8 +104,19 @@ public:
     VqIniFile(const LightweightString<wchar_t>& path, bool loadNow, bool caseSensitive);
 
     ~VqIniFile();
+
+    /// A model of its own, which shares the texts of its lines with the other.
     VqIniFile(const VqIniFile&) = default;
-    VqIniFile& operator=(const VqIniFile&) = default;
+
+    /// Takes over path, case sensitivity and sections. When memory runs out, the model is as it
+    /// was.
+    VqIniFile& operator=(const VqIniFile& other) {
+        VqIniFile copy(other);
+        std::swap(path_, copy.path_);
+        std::swap(caseSensitive_, copy.caseSensitive_);
+        sections_.swap(copy.sections_);
+        return *this;
+    }
 
     /// Adds the content of a file to the model, which is not cleared first. A `path` that is not
     /// empty becomes the model's own; an empty one stands for it. True when the file was read;
