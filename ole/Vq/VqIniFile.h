@@ -9,12 +9,12 @@
 /// The form of a file: a line `[name]` starts a section, every other line that is not blank becomes
 /// a pair of the current section, split at its first '='. Spaces at both ends of a line go; those
 /// around the '=' belong to the name and the value. There are no comments as such: a comment line
-/// is a pair without name and value that prints as it was read. Bytes that are not printable in the
-/// current locale go from both ends of a line, so LF and CRLF files load alike; in the "C" locale
-/// that takes a non-ASCII ending from a value.
+/// is a pair, split like any other, that prints as it was read. Bytes that are not printable in the
+/// current locale go from both ends of a line, but not from the start of the file; so LF and CRLF
+/// files load alike. In the "C" and UTF-8 locales that takes a non-ASCII ending from a value.
 ///
-/// A model that was only loaded shares the texts of its lines. Repeated keys are all kept, in
-/// order; a section that comes twice goes on. Sections are ordered by name, not as in the file.
+/// Copies of a model share the texts of its lines. Repeated keys are all kept, in order; a section
+/// that comes twice goes on. Sections are ordered by name, not as in the file.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -32,8 +32,9 @@ class iFile;
 
 namespace VqIniFile_Private {
 
-/// The order of sections: by bytes, or without the case of ASCII letters. Text counts up to its
-/// first zero byte.
+/// The order of sections: by bytes, or without case as `strcasecmp` has it. In the "C" locale that
+/// is the case of ASCII letters; elsewhere the locale says, and it must not change while a model
+/// holds names whose order that would touch. Text counts up to its first zero byte.
 class VQ_EXPORT StringLT_Fancy {
 public:
     explicit StringLT_Fancy(bool caseSensitive) noexcept : caseSensitive_(caseSensitive) {}
@@ -126,9 +127,10 @@ public:
     bool load(LightweightString<wchar_t> path, char lineSeparator);
 
     /// Writes the model with CRLF line ends: the anonymous section without a header, then every
-    /// section in order under its `[name]`, with a blank line before each but the first. `path` as
-    /// for `load`. False when the file could not be opened; the results of the writes are not
-    /// looked at.
+    /// section in order under its `[name]`, with a blank line between two, unless the name of the
+    /// first of them is empty or all spaces. `path` as for `load`, but whether an empty one will do
+    /// is for the platform to say. False when the file could not be opened; the results of the
+    /// writes are not looked at.
     ///
     /// **Does not return when the model holds the anonymous section**: the walk stops for good
     /// where that section stands in the order. A comment or a byte-order mark before the first
@@ -137,7 +139,7 @@ public:
 
     /// Writes what `save` writes, but steps past the anonymous section in the walk. True only when
     /// the file was opened, every write succeeded and so did the file's `commit()`; otherwise the
-    /// platform of libOS leaves the old file in place.
+    /// platform of libOS leaves the old file as it was, with few exceptions that its header names.
     bool saveAll(LightweightString<wchar_t> path);
 
     /// The section of that name, made empty when it is missing; such a section is saved.
