@@ -1,7 +1,7 @@
 // The exceptions of Vq/VqCheck.h and the functions that throw them.
 #include "Vq/VqCheck.h"
 
-#include "support/FreshProcess.h"
+#include "support/FailingAllocations.h"
 #include "support/ScriptedPlatform.h"
 #include "support/ScriptedTest.h"
 
@@ -310,15 +310,18 @@ TEST_F(ExceptionThrow, PutsTheMessageIntoAnArrayOf256ThatItLeavesAllocated) {
     delete[] message;
 }
 
-TEST_F(ExceptionThrow, CapturesTheCallStackIntoTheExceptionThatIsCaught) {
-    platform().calls().startRecording();
-    lookAt<Base>([] { throwDetailed("demo", 12, "x", -2); },
-                 [](const Base& thrown) {
-                     const RecordedCalls calls = platform().calls().stopRecording();
-                     const RecordedCall capture{kGetCallStack, &thrown.callStack_};
-                     EXPECT_EQ(std::count(calls.begin(), calls.end(), capture), 1);
-                     freeMessage(thrown);
-                 });
+TEST_F(ExceptionThrow, AllocatesTheMessageAndWhatTheCaptureTakesAndCopiesNothing) {
+    const Counts direct = countsOf([] { const RuntimeError error("m", "f", 1); });
+    const Counts thrown = countsOf([] {
+        lookAt<Base>([] { throwDetailed("demo", 12, "x", -2); },
+                     [](const Base& caught) {
+                         EXPECT_EQ(caught.callStack_.size(), 2u);
+                         freeMessage(caught);
+                     });
+    });
+    EXPECT_EQ(thrown[kGetCallStack], 1);
+    EXPECT_EQ(thrown[kAllocate], direct[kAllocate] + 1);
+    EXPECT_EQ(thrown[kAtomicIncrement], direct[kAtomicIncrement]);
 }
 
 TEST_F(ExceptionThrow, SharesTheMessageWithCopies) {
@@ -350,13 +353,17 @@ TEST_F(ExceptionThrow, GivesWayToWantOfMemoryForTheMessage) {
     EXPECT_THROW(throwDetailed("demo", 12, "x", -2), std::bad_alloc);
 }
 
-// The message stays behind, hence in a process of its own.
-TEST(ExceptionThrowInFreshProcess, GivesWayToWhatTheCaptureThrows) {
-    inFreshProcess([] {
-        platform().calls().failFrom(kGetCallStack);
-        EXPECT_THROW(throwShort("demo", 12, -2), std::bad_alloc);
-        EXPECT_THROW(throwDetailed("demo", 12, "x", -2), std::bad_alloc);
-    });
+TEST_F(ExceptionThrow, GivesWayToWhatTheCaptureThrowsAndKeepsNoMessage) {
+    platform().calls().failFrom(kGetCallStack);
+    EXPECT_THROW(throwShort("demo", 12, -2), std::bad_alloc);
+    EXPECT_THROW(throwDetailed("demo", 12, "x", -2), std::bad_alloc);
+}
+
+TEST_F(ExceptionThrow, KeepsNothingWhereMemoryRunsOut) {
+    const auto throwAndCatch = [] {
+        lookAt<Base>([] { throwShort("demo", 12, -2); }, [](const Base& b) { freeMessage(b); });
+    };
+    EXPECT_GT(forEachFailingAllocation(throwAndCatch, [] {}), 1);
 }
 
 TEST_F(ExceptionThrow, ServesManyThreadsAtOnce) {

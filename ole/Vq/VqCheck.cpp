@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 
 namespace Vq {
 
@@ -32,15 +33,22 @@ constexpr std::size_t kTextSize = 256;
 // line stays harmless; no order is wanted.
 constinit std::atomic<double> gLogTimedStart{0.0};
 
-// A message for an exception: left allocated on purpose, because copies of the exception share it.
-[[gnu::format(printf, 1, 2)]] const char* permanentMessage(const char* format, ...) {
-    char* text = new char[kTextSize];
+using Message = std::unique_ptr<char[]>;
+
+[[gnu::format(printf, 1, 2)]] Message printedMessage(const char* format, ...) {
+    Message text(new char[kTextSize]()); // terminated whatever vsnprintf does
     std::va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, kTextSize, format, arguments);
+    std::vsnprintf(text.get(), kTextSize, format, arguments);
     va_end(arguments);
-    text[kTextSize - 1] = '\0';
     return text;
+}
+
+[[noreturn]] void throwWith(Message message, const char* file, int line) {
+    Exception::RuntimeError failure(message.get(), file, line);
+    // From here on it stays allocated on purpose, because copies of the exception share it.
+    static_cast<void>(message.release());
+    throw failure; // moved: nothing that can fail comes in between
 }
 
 bool shouldLog(bool forceLog) {
@@ -74,15 +82,15 @@ bool checkAndLog(int code, const char* file, int line, const char* expression, b
 }
 
 void throwShort(const char* file, int line, int code) {
-    throw Exception::RuntimeError(permanentMessage("VqCheck: %s(%d) FAILED with code 0x%08x", file,
-                                                   line, static_cast<unsigned int>(code)),
-                                  file, line);
+    throwWith(printedMessage("VqCheck: %s(%d) FAILED with code 0x%08x", file, line,
+                             static_cast<unsigned int>(code)),
+              file, line);
 }
 
 void throwDetailed(const char* file, int line, const char* expression, int code) {
-    throw Exception::RuntimeError(permanentMessage("VqCheck: %s(%d) [%s] = 0x%08x", file, line,
-                                                   expression, static_cast<unsigned int>(code)),
-                                  file, line);
+    throwWith(printedMessage("VqCheck: %s(%d) [%s] = 0x%08x", file, line, expression,
+                             static_cast<unsigned int>(code)),
+              file, line);
 }
 
 } // namespace Check::Private

@@ -34,7 +34,9 @@ public:
     std::vector<LightweightString<char>, StdAllocator<LightweightString<char>>> callStack_;
 
     Base(const Base&) = default;
+    Base(Base&&) noexcept = default;
     Base& operator=(const Base&) = default;
+    Base& operator=(Base&&) noexcept = default;
     virtual ~Base();
 
 protected:
@@ -49,7 +51,9 @@ public:
     /// that exception comes out instead.
     RuntimeError(const char* message, const char* file, int line);
     RuntimeError(const RuntimeError&) = default;
+    RuntimeError(RuntimeError&&) noexcept = default;
     RuntimeError& operator=(const RuntimeError&) = default;
+    RuntimeError& operator=(RuntimeError&&) noexcept = default;
     ~RuntimeError() override;
 };
 
@@ -59,7 +63,9 @@ public:
     LogicError(const char* message, const char* file, int line) noexcept
         : Base("LogicError", message, file, line) {}
     LogicError(const LogicError&) = default;
+    LogicError(LogicError&&) noexcept = default;
     LogicError& operator=(const LogicError&) = default;
+    LogicError& operator=(LogicError&&) noexcept = default;
     ~LogicError() override;
 };
 
