@@ -2,7 +2,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
+#include "support/PairTest.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -17,12 +17,6 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
-using Wide = LightweightString<wchar_t>;
-using List = LightweightVector<AttribValuePair>;
 
 using AttribValuePairListPrinting = ScriptedTest;
 using AttribValuePairListParsing = ScriptedTest;
@@ -34,10 +28,6 @@ List listOf(std::initializer_list<AttribValuePair> pairs) {
     List list;
     for (const AttribValuePair& pair : pairs) list.push_back(pair);
     return list;
-}
-
-AttribValuePair split(std::string_view text) {
-    return AttribValuePair(Narrow(text), '=');
 }
 
 /// Name and value of every pair.

@@ -1,7 +1,7 @@
 #include "Vq/AttribValuePair.h"
 
 #include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
+#include "support/PairTest.h"
 
 #include <algorithm>
 #include <array>
@@ -15,11 +15,6 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
-using Wide = LightweightString<wchar_t>;
 
 using AttribValuePairMaking = ScriptedTest;
 using AttribValuePairParsing = ScriptedTest;

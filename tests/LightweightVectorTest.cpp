@@ -2,7 +2,7 @@
 
 #include "Vq/AttribValuePair.h"
 #include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
+#include "support/PairTest.h"
 #include "support/StartGate.h"
 
 #include <cstddef>
@@ -18,11 +18,6 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
-using List = LightweightVector<AttribValuePair>;
 
 using LightweightVectorMaking = ScriptedTest;
 using LightweightVectorSharing = ScriptedTest;
@@ -34,10 +29,6 @@ using LightweightVectorWithoutMemory = ScriptedTest;
 static_assert(std::is_base_of_v<iObject, List>);
 static_assert(std::is_base_of_v<Vq::InternalRefCount, List>);
 static_assert(std::has_virtual_destructor_v<List>);
-
-AttribValuePair split(std::string_view text) {
-    return AttribValuePair(Narrow(text), '=');
-}
 
 /// Counts how many of it there are.
 struct Tracked {

@@ -16,18 +16,12 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
 
 using SplitBuffer = IniTest;
 using SplitBufferLocale = IniTest;
 using SectionsBuilding = IniTest;
 using SectionsBuildingHeader = IniTest;
 using SectionsBuildingWithoutMemory = IniTest;
-
-const std::string kAnonymousName(kAnonymous);
 
 using Lines = std::vector<std::string>;
 

@@ -14,19 +14,12 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
-using Wide = LightweightString<wchar_t>;
 
 using VqIniFileLoadPath = IniTest;
 using VqIniFileLoadFile = IniTest;
 using VqIniFileLoadContent = IniTest;
 using VqIniFileLoadAgain = IniTest;
 using VqIniFileLoadWithoutMemory = IniTest;
-
-const std::string kAnonymousName(kAnonymous);
 
 /// The path of the latest call of `openFile`.
 std::wstring_view lastPath() {

@@ -20,10 +20,6 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
 using Section = VqIniFile::Section;
 
 using VqIniFileOrder = IniTest;
@@ -36,10 +32,6 @@ using VqIniFileWithoutMemory = IniTest;
 template <class Iterator> class VqIniFileIterator : public IniTest {};
 using Iterators = ::testing::Types<VqIniFile::SectionIterator, VqIniFile::ConstSectionIterator>;
 TYPED_TEST_SUITE(VqIniFileIterator, Iterators);
-
-AttribValuePair split(std::string_view text) {
-    return AttribValuePair(Narrow(text), '=');
-}
 
 Section sectionOf(std::initializer_list<std::string_view> lines) {
     Section section;

@@ -14,8 +14,6 @@
 namespace {
 
 using namespace vqtest;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
 
 /// A model and its reference, which random operations must keep alike.
 class RandomModels {

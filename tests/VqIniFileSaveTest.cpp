@@ -19,11 +19,6 @@
 namespace {
 
 using namespace vqtest;
-using namespace std::string_view_literals;
-using enum vqtest::Call;
-using Vq::AttribValuePair;
-using Narrow = LightweightString<char>;
-using Wide = LightweightString<wchar_t>;
 using Writes = std::vector<std::string>;
 
 using VqIniFileSavePath = IniTest;
@@ -33,13 +28,7 @@ using VqIniFileSaveAll = IniTest;
 using VqIniFileSaveRoundTrip = IniTest;
 using VqIniFileSaveWithoutMemory = IniTest;
 
-const std::string kAnonymousName(kAnonymous);
-
 constexpr wchar_t kTarget[] = L"/saved.ini";
-
-AttribValuePair split(std::string_view text) {
-    return AttribValuePair(Narrow(text), '=');
-}
 
 /// The bytes of each write to `kTarget`.
 Writes writesToTarget() {

@@ -3,11 +3,15 @@
 
 #include "Vq/VqIniFile.h"
 #include "support/IniReference.h"
-#include "support/ScriptedTest.h"
+#include "support/PairTest.h"
 
+#include <string>
 #include <string_view>
 
 namespace vqtest {
+
+/// `kAnonymous` as a key of `Sections`.
+inline const std::string kAnonymousName(kAnonymous);
 
 /// What the library makes once and keeps to the end of the process. To be there before a test
 /// starts, so that none of it looks like a leak.
