@@ -333,7 +333,7 @@ TEST_F(PoolLogClock, EndsAnIntervalAboveAHundredOnly) {
     setNow(justAbove(10100.0));
     const RecordedCalls over = callsOf([&] { pop(log); });
     EXPECT_EQ(countersOf(over, kAtomicIncrement), std::vector<const void*>{counters[0]});
-    EXPECT_DOUBLE_EQ(log.peakRate(), 20.0);
+    EXPECT_DOUBLE_EQ(log.peakRate(), 1000.0 * (2.0 / (justAbove(10100.0) - 10000.0)));
 }
 
 TEST_F(PoolLogClock, IsReadFiveTimesForANewPeakAndFourTimesForNone) {
