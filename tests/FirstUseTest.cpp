@@ -12,6 +12,8 @@
 #include "support/StartGate.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -77,6 +79,21 @@ TEST(FirstUse, OfAMissingSectionMakesOneEmptyOne) {
         const auto answers = answersOf([&] { return &ini.getSection("missing"); });
         EXPECT_TRUE(areAllTheSame(answers));
         EXPECT_TRUE(answers[0]->empty());
+    });
+}
+
+TEST(FirstUse, OfWhatModelsShareLastsThroughExitHandlersOfBefore) {
+    inFreshProcess([] {
+        std::atexit([] {
+            const VqIniFile ini(true);
+            const bool isThere =
+                VqIniFile::kAnonymousSection() == "@@@ANONYMOUS_SECTION_RESERVED_NAME@@@" &&
+                ini.getSection("missing").empty();
+            if (!isThere) std::_Exit(1);
+        });
+        const VqIniFile ini(true);
+        ini.getSection(VqIniFile::kAnonymousSection());
+        std::exit(0); // through the handlers: what was made last is destroyed first
     });
 }
 

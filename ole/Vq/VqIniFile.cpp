@@ -29,10 +29,11 @@ bool VqIniFile_Private::StringLT_Fancy::operator()(const Narrow& a,
            0;
 }
 
-// --- The model
+// --- The model. What all models share is never destroyed: a model may be used by the destructor of
+// any static object.
 
 const Narrow& VqIniFile::kAnonymousSection() {
-    static const Narrow name("@@@ANONYMOUS_SECTION_RESERVED_NAME@@@");
+    static const Narrow& name = *new Narrow("@@@ANONYMOUS_SECTION_RESERVED_NAME@@@");
     return name;
 }
 
@@ -52,7 +53,7 @@ VqIniFile::Section& VqIniFile::getSection(const Narrow& name) {
 }
 
 const VqIniFile::Section& VqIniFile::getSection(const Narrow& name) const {
-    static const Section empty;
+    static const Section& empty = *new Section;
     const auto found = sections_.find(name);
     return found == sections_.end() ? empty : found->second;
 }
