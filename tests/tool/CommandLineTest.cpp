@@ -19,7 +19,8 @@ TEST_F(CommandLine, ExplainsItselfOnStandardOutput) {
     const ToolRun all = runTool({"--help"});
     EXPECT_EQ(all.status, 0);
     EXPECT_EQ(all.err, "");
-    for (const char* word : {"ini", "crc", "--help", "--version"}) {
+    for (const char* word :
+         {"ini", "crc", "meta", "uuid", "fourcc", "version", "--help", "--version", "status"}) {
         EXPECT_NE(all.out.find(word), std::string::npos) << word;
     }
     const ToolRun iniHelp = runTool({"ini", "--help"});
@@ -37,7 +38,8 @@ TEST_F(CommandLine, ExplainsItselfOnStandardOutput) {
 TEST_F(CommandLine, RefusesWhatIsNoCommand) {
     const Words lines[] = {{},         {"ini"},           {"help"},   {"ini", "help"},
                            {"--nope"}, {"ini", "--nope"}, {"crc"},    {"ini", "List", path()},
-                           {""},       {"ini", ""},       {"format"}, {"get", path(), "S", "k"}};
+                           {""},       {"ini", ""},       {"format"}, {"get", path(), "S", "k"},
+                           {"new"},    {"show"},          {"Meta"},   {"uuid"}};
     for (const Words& words : lines) {
         EXPECT_TRUE(isWrongUsage(runTool(words))) << testing::PrintToString(words);
     }

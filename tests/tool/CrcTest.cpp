@@ -81,6 +81,31 @@ TEST_F(CrcCommand, FindsFilesWithNamesBeyondAscii) {
     }
 }
 
+TEST_F(CrcCommand, TakesWordsInBracketsAndMarksForNames) {
+    for (const char* name : {"[x]", "[]", "[a,b]", "[[x]]", "{}", "%%", "meta"}) {
+        const std::string missing = "vq: " + std::string(name) + ": could not be opened\n";
+        EXPECT_EQ(runTool({"crc", name}), (ToolRun{1, "", missing}));
+        EXPECT_EQ(runTool({"crc", name, name}), (ToolRun{1, "", missing + missing}));
+    }
+}
+
+TEST_F(CrcCommand, TakesAWordWithADashForANameBehindTwoDashes) {
+    EXPECT_EQ(runTool({"crc", "--", "-x", "--help"}),
+              (ToolRun{1, "", "vq: -x: could not be opened\nvq: --help: could not be opened\n"}));
+    EXPECT_EQ(runTool({"crc", "-"}), (ToolRun{1, "", "vq: -: could not be opened\n"}));
+}
+
+TEST_F(CrcCommand, TakesThousandsOfFiles) {
+    folder_.put("check", "123456789");
+    Words words = {"crc"};
+    std::string lines;
+    for (unsigned i = 0; i < 5000; ++i) {
+        words.push_back(pathOf("check"));
+        lines += "ecf6681e  " + pathOf("check") + "\n";
+    }
+    EXPECT_EQ(runTool(words), printed(lines));
+}
+
 TEST_F(CrcCommand, DoesNotTakeAFileWithoutATrueSizeForAnEmptyOne) {
     EXPECT_EQ(runTool({"crc", "/proc/self/status"}),
               (ToolRun{1, "", "vq: /proc/self/status: holds more than its size says\n"}));

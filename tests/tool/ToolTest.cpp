@@ -64,17 +64,25 @@ std::vector<char*> pointersTo(Words& words) {
     return pointers;
 }
 
+/// What a stream of the child is: the file of that path, else `capture`. Files are appended to, so
+/// that two streams can share one.
+void addStream(posix_spawn_file_actions_t& streams, int stream, const std::string& path,
+               int capture) {
+    if (path.empty()) {
+        posix_spawn_file_actions_adddup2(&streams, capture, stream);
+    } else {
+        posix_spawn_file_actions_addopen(&streams, stream, path.c_str(),
+                                         O_WRONLY | O_APPEND | O_NOCTTY, 0);
+    }
+}
+
 pid_t start(const Words& words, const Surroundings& surroundings, int out, int err) {
     posix_spawn_file_actions_t streams;
     posix_spawn_file_actions_init(&streams);
-    posix_spawn_file_actions_addopen(&streams, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    if (surroundings.standardOutput.empty()) {
-        posix_spawn_file_actions_adddup2(&streams, out, STDOUT_FILENO);
-    } else {
-        posix_spawn_file_actions_addopen(&streams, STDOUT_FILENO,
-                                         surroundings.standardOutput.c_str(), O_WRONLY, 0);
-    }
-    posix_spawn_file_actions_adddup2(&streams, err, STDERR_FILENO);
+    posix_spawn_file_actions_addopen(&streams, STDIN_FILENO, surroundings.standardInput.c_str(),
+                                     O_RDONLY, 0);
+    addStream(streams, STDOUT_FILENO, surroundings.standardOutput, out);
+    addStream(streams, STDERR_FILENO, surroundings.standardError, err);
 
     Words all = {VQ_TOOL};
     all.insert(all.end(), words.begin(), words.end());

@@ -34,10 +34,13 @@ std::ostream& operator<<(std::ostream& stream, const ToolRun& run);
 /// What a run may be given besides its words.
 struct Surroundings {
     std::string locale = "C";
-    std::string standardOutput{}; ///< a path; nothing of `ToolRun::out` is there then
+    /// Paths. Nothing of `ToolRun::out` or `ToolRun::err` is there for a stream that goes elsewhere.
+    std::string standardOutput{};
+    std::string standardError{};
+    std::string standardInput = "/dev/null";
 };
 
-/// Runs the tool with nothing to read from standard input.
+/// Runs the tool, which has nothing to read from standard input unless it is told to.
 ToolRun runTool(const Words& words, const Surroundings& surroundings = {});
 
 /// A run that does what it should, and all it prints.

@@ -1,49 +1,36 @@
 #include "CrcCommand.h"
 
 #include "Lines.h"
+#include "Progress.h"
 
 #include "Vq/System.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <optional>
+#include <string_view>
 
 namespace vqtool {
 
 namespace {
 
-constexpr unsigned long kChunkSize = 1UL << 20;
-
 /// The checksum of everything in the file, or nothing after a complaint.
-std::optional<unsigned int> checksumOf(const std::string& path) {
-    const Vq::Ptr<iFile> file = openToRead(path);
-    if (!file) return std::nullopt;
+std::optional<unsigned int> checksumOf(const std::string& path, Progress& progress) {
     unsigned int checksum = 0;
-    std::vector<char> chunk(kChunkSize);
-    for (unsigned long left = file->size(); left > 0;) {
-        const unsigned long count = std::min(left, kChunkSize);
-        if (file->read(chunk.data(), static_cast<unsigned int>(count)) == 0) {
-            complain(path, "could not be read");
-            return std::nullopt;
-        }
-        for (unsigned long i = 0; i < count; ++i) {
-            checksum = Vq::CRC::IterateCRC32(chunk[i], checksum);
-        }
-        left -= count;
-    }
-    if (!isAtEnd(*file)) {
-        complain(path, "holds more than its size says");
-        return std::nullopt;
-    }
-    return checksum;
+    const bool isWhole = readInPieces(path, progress, [&checksum](std::string_view piece) {
+        for (const char byte : piece) checksum = Vq::CRC::IterateCRC32(byte, checksum);
+        return true;
+    });
+    progress.clear();
+    return isWhole ? std::optional(checksum) : std::nullopt;
 }
 
 } // namespace
 
 Status printChecksums(const std::vector<std::string>& files) {
     Status status = kDone;
+    Progress progress(terminalForProgress(), Vq::now, files.size());
     for (const std::string& path : files) {
-        const std::optional<unsigned int> checksum = checksumOf(path);
+        const std::optional<unsigned int> checksum = checksumOf(path, progress);
         if (!checksum) {
             status = kFailed;
             continue;

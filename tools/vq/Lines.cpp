@@ -4,11 +4,18 @@
 
 #include "Vq/String.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <limits>
+#include <vector>
+
+#include <unistd.h>
 
 namespace vqtool {
 
 namespace {
+
+constexpr unsigned long kPieceSize = 1UL << 20;
 
 bool isControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
@@ -38,6 +45,47 @@ Vq::Ptr<iFile> openToRead(const std::string& path) {
 bool isAtEnd(iFile& file) {
     char next;
     return file.read(&next, 1) == 0;
+}
+
+bool readInPieces(const std::string& path, Progress& progress, const TakePiece& take) {
+    progress.startFile();
+    const Vq::Ptr<iFile> file = openToRead(path);
+    if (!file) return false;
+    const auto fail = [&](const char* reason) {
+        progress.clear();
+        complain(path, reason);
+        return false;
+    };
+    std::vector<char> piece(kPieceSize);
+    unsigned long left = file->size();
+    progress.expectBytes(left);
+    while (left > 0) {
+        const unsigned long count = std::min(left, kPieceSize);
+        if (file->read(piece.data(), static_cast<unsigned int>(count)) == 0) {
+            return fail("could not be read");
+        }
+        if (!take({piece.data(), count})) return true;
+        progress.advance(count);
+        left -= count;
+    }
+    return isAtEnd(*file) || fail("holds more than its size says");
+}
+
+bool readStandardInputInPieces(Progress& progress, const TakePiece& take) {
+    std::vector<char> piece(kPieceSize);
+    progress.startFile();
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, piece.data(), piece.size());
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            progress.clear();
+            complain(kStandardInput, "could not be read");
+            return false;
+        }
+        const auto count = static_cast<std::size_t>(got);
+        if (count == 0 || !take({piece.data(), count})) return true;
+        progress.advance(count);
+    }
 }
 
 std::optional<std::string> readFile(const std::string& path) {

@@ -1,9 +1,12 @@
 /// Reading files through the platform, and the lines in them.
 #pragma once
 
+#include "Progress.h"
+
 #include "Vq/Platform.h"
 #include "Vq/Ptr.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +19,18 @@ Vq::Ptr<iFile> openToRead(const std::string& path);
 /// Is there nothing left to read? Pipes and files that the system makes up tell a size of 0 and
 /// hold more: taken for empty, they would be answered wrongly or, worse, written back as such.
 bool isAtEnd(iFile& file);
+
+/// Takes a piece of what is read; false ends the reading.
+using TakePiece = std::function<bool(std::string_view)>;
+
+/// Passes everything in the file to `take`, piece by piece; false after a complaint.
+bool readInPieces(const std::string& path, Progress& progress, const TakePiece& take);
+
+/// The same for standard input, in pieces as they come.
+bool readStandardInputInPieces(Progress& progress, const TakePiece& take);
+
+/// Standard input in complaints.
+inline constexpr const char* kStandardInput = "standard input";
 
 /// Everything in the file, or nothing after a complaint.
 std::optional<std::string> readFile(const std::string& path);

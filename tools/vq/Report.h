@@ -20,7 +20,14 @@ std::string joined(std::initializer_list<std::string_view> parts);
 /// Prints `parts` as one result line.
 void printLine(std::initializer_list<std::string_view> parts);
 
-/// Prints "vq: SUBJECT: reason" and returns `status`.
+/// `name` and `value` as a line of a table: the value begins in the same column for all names.
+std::string named(std::string_view name, std::string_view value);
+
+/// Has printing failed, so that going on is of no use?
+bool isOutputBroken();
+
+/// Prints "vq: SUBJECT: reason" and returns `status`. Results that came before reach their place
+/// before it does.
 Status complain(std::string_view subject, std::string_view reason, Status status = kFailed);
 
 /// `status`, or `kFailed` with a complaint when the results did not all reach standard output.

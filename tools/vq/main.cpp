@@ -1,9 +1,13 @@
 // vq, the library's command-line tool.
 
 #include "CrcCommand.h"
+#include "FourccCommand.h"
 #include "IniCheck.h"
 #include "IniCommands.h"
+#include "MetaCommand.h"
 #include "Report.h"
+#include "UuidCommands.h"
+#include "VersionCommand.h"
 
 #include "Vq/VqCheck.h"
 
@@ -127,23 +131,99 @@ private:
     Words words_; // in the order of the command line
 };
 
+/// Takes all words that are left, at most `most`. CLI11 takes a word in brackets for a list, and
+/// others for marks, wherever it may go on for ever; that many words it takes as they are.
+void addWords(CLI::App* command, const char* name, std::vector<std::string>& words, int most,
+              const char* description) {
+    const auto take = [&words](const CLI::results_t& given) {
+        words = given;
+        return true;
+    };
+    command->add_option(name, take, description)
+        ->required()
+        ->take_all()
+        ->expected(most, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+}
+
+/// The command line of everything else.
+class OtherCommandLine {
+public:
+    /// `most`: the words that a command can have.
+    OtherCommandLine(CLI::App& app, Action& action, int most) : action_(action) {
+        CLI::App* crc = add(app, "crc", "the library's checksum of files",
+                            [this] { return vqtool::printChecksums(words_); });
+        addWords(crc, "FILE", words_, most, "files");
+        addMeta(app);
+        addUuid(app);
+        addFourcc(app, most);
+        add(app, "version", "the library's version and its label", vqtool::printVersion);
+    }
+
+private:
+    CLI::App* add(CLI::App& parent, const char* name, const char* description, Action action) {
+        CLI::App* command = parent.add_subcommand(name, description);
+        command->callback([this, action] { action_ = action; });
+        return command;
+    }
+
+    void addMeta(CLI::App& app) {
+        CLI::App* meta = add(app, "meta", "image metadata as named fields",
+                             [this] { return vqtool::printMetadata(word_); });
+        meta->add_option("FILE", word_, "the file; standard input when it is -")->required();
+        meta->footer(
+            "FILE holds records in their text form, one a line, and the marks StartBatch and\n"
+            "EndBatch. A line of anything else is reported and gives status 1 in the end; empty\n"
+            "ones are passed over, and no line may be longer than 1 MiB. Enumerations are shown\n"
+            "as numbers, flags as yes or no.");
+    }
+
+    void addUuid(CLI::App& app) {
+        CLI::App* uuid = app.add_subcommand("uuid", "identifiers: make and show");
+        uuid->require_subcommand(1);
+        CLI::App* make = add(*uuid, "new", "new identifiers, one a line",
+                             [this] { return vqtool::printNewIdentifiers(count_); });
+        make->add_option("-n", count_, "how many, from 1 up; 1 if not given")->option_text("N");
+        CLI::App* show = add(*uuid, "show", "an identifier, its bytes, variant and version",
+                             [this] { return vqtool::showIdentifier(word_); });
+        show->add_option("TEXT", word_, "32 digits and 4 hyphens, in braces or without")
+            ->required();
+        show->footer("The variant is ncs, rfc4122, guid or future; only rfc4122 has versions.");
+    }
+
+    void addFourcc(CLI::App& app, int most) {
+        CLI::App* fourcc = add(app, "fourcc", "the playout codes of compression codes",
+                               [this] { return vqtool::printPlayoutCodes(words_, asText_); });
+        addWords(fourcc, "CODE", words_, most, "four characters, or a number");
+        fourcc->add_flag("--text", asText_, "every CODE is four characters, digits too");
+        fourcc->footer(
+            "A CODE of digits alone is a decimal number, one of 0x and digits a hexadecimal one.\n"
+            "Prints a line per CODE: the CODE, a tab and the playout code, which is a decimal\n"
+            "number if it has unprintable characters.");
+    }
+
+    Action& action_;
+    std::vector<std::string> words_;
+    std::string word_;
+    std::string count_ = "1";
+    bool asText_ = false;
+};
+
 int run(int argc, char** argv) {
-    CLI::App app("Settings files and checksums from the command line.", "vq");
+    CLI::App app(
+        "Settings files, checksums, metadata, identifiers and codes from the command line.", "vq");
     app.set_version_flag("--version", "vq " VQ_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 not found or could not read or write, 2 wrong usage.");
+    app.footer("Exit status: 0 done, 1 not found, not as it should be, or could not be read or\n"
+               "written, 2 wrong usage.");
 
     app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
         return "vq: " + CLI::FailureMessage::simple(failed, error);
     });
 
     Action action;
-    const IniCommandLine ini(app, action);
-
-    std::vector<std::string> files;
-    CLI::App* crc = app.add_subcommand("crc", "the library's checksum of files");
-    crc->add_option("FILE", files, "files")->required();
-    crc->callback([&] { action = [&] { return vqtool::printChecksums(files); }; });
+    IniCommandLine ini(app, action);
+    OtherCommandLine others(app, action, argc);
 
     try {
         app.parse(argc, argv);
