@@ -7,8 +7,10 @@
 #include "support/NotingCallback.h"
 #include "support/ScriptedTest.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include <sys/stat.h>
@@ -70,6 +72,17 @@ TEST(ShutdownExiting, IsNotSetByTheRunOfAList) {
         Shutdown::shutdownCallbacks_.execute(kExit);
         EXPECT_EQ(runs, 2);
         EXPECT_FALSE(Shutdown::isExiting());
+    });
+}
+
+TEST(ShutdownExiting, IsSeenByAThreadThatPolls) {
+    inFreshProcess([] {
+        std::thread poller([] {
+            while (!Shutdown::isExiting()) std::this_thread::yield();
+        });
+        Shutdown::executeCallbacks(kExit);
+        poller.join();
+        EXPECT_TRUE(Shutdown::isExiting());
     });
 }
 
