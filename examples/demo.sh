@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # demo.sh VQ BUILD
-# Shows the tool VQ at work on a copy of settings/editor.ini, then installs BUILD into a folder of
-# its own and does the same with a program that is built against that installation. Every command is
-# shown before it runs; the first that does not end as it should ends the demonstration.
+# Shows the tool VQ at work on copies of the files in settings/ and metadata/, then installs BUILD
+# into a folder of its own and changes a settings file with a program that is built against that
+# installation. Every command is shown before it runs; the first that does not end as it should ends
+# the demonstration.
 set -euo pipefail
 tool=$(realpath "$1")
 BUILD=$(realpath "$2")
@@ -14,7 +15,7 @@ export CXX CMAKE_GENERATOR=Ninja PATH="${tool%/*}:$PATH" LC_ALL=C.UTF-8
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
-cp "$EXAMPLES/settings/editor.ini" editor.ini
+cp "$EXAMPLES"/settings/editor.ini "$EXAMPLES"/metadata/*.txt .
 
 say() { printf '\n# %s\n' "$1"; }
 
@@ -59,7 +60,27 @@ show_changes before.ini editor.ini
 say 'What may not be meant as it is. With findings the status is 1.'
 ends_with 1 'vq ini check editor.ini'
 
-say 'The same in C++: examples/settings.cpp, built against an installation of the library.'
+say 'What is known of a clip: a batch of records as they are stored, and as named fields.'
+run 'cat clip.txt'
+run 'vq meta clip.txt'
+run 'vq meta clip.txt | sed -n "s/^  frameRate *//p"'
+
+say 'A line that is no record is reported, the others are shown. The status is 1 then.'
+ends_with 1 'vq meta damaged.txt 2>&1'
+
+say 'Identifiers, new ones every time: their form, and what one of them says.'
+run 'vq uuid new -n 3 | tr 0-9a-f x'
+run 'vq uuid new | xargs vq uuid show | tail -n 2'
+run 'vq uuid show "{3F2504E0-4F89-41D3-9A0C-0305E82C3301}"'
+
+say 'Under which code a recording format is played out: text, or a number.'
+run 'vq fourcc ai52 hdv3 "dvc " 1235 0x4d5 1236'
+
+say 'The checksum of files, and the library that made it.'
+run 'vq crc clip.txt damaged.txt'
+run 'vq version'
+
+say 'Settings in C++: examples/settings.cpp, built against an installation of the library.'
 # shellcheck disable=SC2016 # shown as they are here, without the places of this machine
 {
     run_quietly 'cmake --install "$BUILD" --prefix installed'
