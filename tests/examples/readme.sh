@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # readme.sh README DEMO_TEXT PREFIX COMPILER FOLDER
 # README's first program, built as README's CMake lines say against the installation in PREFIX,
-# prints what README says it does; and the lines that README quotes of the demonstration are lines
-# of its text.
+# prints what README says it does; the lines that README quotes of the demonstration are lines of
+# its text; and README names every public header and every command of the tool.
 set -euo pipefail
 readme=$1 demo=$2 prefix=$3 compiler=$4 folder=$5
 
@@ -33,3 +33,18 @@ if grep -vxF -f "$demo" quoted; then
     echo "The demonstration does not print this any more."
     exit 1
 fi
+
+silent=0
+expect_named() {
+    grep -qF "$1" "$readme" || { echo "README does not name $1"; silent=1; }
+}
+for header in "$prefix"/include/{Vq,OS}/*.h; do
+    expect_named "\`${header#"$prefix/include/"}\`"
+done
+commands_of() {
+    "$prefix/bin/vq" "$@" --help | sed '1,/^Subcommands:/d; /^$/,$d; s/^ *\([a-z]*\) .*/\1/'
+}
+[ -n "$(commands_of)" ]
+for command in $(commands_of); do expect_named "\`vq $command"; done
+for command in $(commands_of ini) $(commands_of uuid); do expect_named "$command"; done
+exit "$silent"
