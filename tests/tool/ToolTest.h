@@ -34,7 +34,7 @@ std::ostream& operator<<(std::ostream& stream, const ToolRun& run);
 /// What a run may be given besides its words.
 struct Surroundings {
     std::string locale = "C";
-    /// Paths. Nothing of `ToolRun::out` or `ToolRun::err` is there for a stream that goes elsewhere.
+    /// Paths. `ToolRun` has nothing of a stream that goes to one.
     std::string standardOutput{};
     std::string standardError{};
     std::string standardInput = "/dev/null";
