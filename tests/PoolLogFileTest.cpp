@@ -4,7 +4,6 @@
 #include "support/PoolLogTest.h"
 #include "support/ScopedLocale.h"
 
-
 namespace {
 
 using namespace vqtest;
