@@ -20,6 +20,16 @@ void assertThat(bool holds, const char* condition, const char* place) {
     if (!holds) detail::reportFailedAssertion(condition, place);
 }
 
+// One attempt to put `inside` in place of `expected`.
+bool enters(const RWLock& gate, long* word, long expected, long inside) {
+    if (OS()->atomics()->compareAndSwap(word, inside, expected) != expected) return false;
+    // To the processor the swap of the word follows the closes, each of which changed one half. To
+    // the language only accesses of the same half are ordered, so look at what they released.
+    static_cast<void>(gate.readers());
+    static_cast<void>(gate.writers());
+    return true;
+}
+
 } // namespace
 
 static_assert(sizeof(RWLock) == sizeof(long) && std::endian::native == std::endian::little);
@@ -38,8 +48,7 @@ int RWLock::openRead() {
         // A word that differs from the count was changed between the two reads. Swapping it for the
         // count plus one would lose a reader or enter beside a writer.
         if (word == packed(inside, 0)) {
-            const long entered = packed(inside + 1, 0);
-            if (OS()->atomics()->compareAndSwap(&word_, entered, word) == word) return 0;
+            if (enters(*this, &word_, word, packed(inside + 1, 0))) return 0;
         }
         if (writers() != 0) return -1;
     }
@@ -54,7 +63,7 @@ int RWLock::closeRead() {
 
 int RWLock::openWrite() {
     if (__atomic_load_n(&word_, __ATOMIC_RELAXED) != 0) return -1;
-    return OS()->atomics()->compareAndSwap(&word_, packed(0, 1), 0) == 0 ? 0 : -1;
+    return enters(*this, &word_, 0, packed(0, 1)) ? 0 : -1;
 }
 
 int RWLock::closeWrite() {

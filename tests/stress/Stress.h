@@ -1,0 +1,59 @@
+/// What the stress programs share. They run the library on the real platform, with as many threads
+/// as they like, for a number of operations that the environment variable VQ_STRESS multiplies:
+///
+///     VQ_STRESS=100 ./vq_stress_tests
+///
+/// Left alone they take well under a second each, under the thread sanitizer too. Nothing in them
+/// depends on who is faster: threads start together, do a fixed number of things, and what they
+/// did adds up exactly at the end.
+#pragma once
+
+#include "support/StartGate.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace vqtest {
+
+/// The integer in VQ_STRESS, 1 when there is none. Throws for anything but a number above 0.
+inline long stressFactor() {
+    const char* const text = std::getenv("VQ_STRESS");
+    if (!text || !*text) return 1;
+    char* end = nullptr;
+    errno = 0;
+    const long factor = std::strtol(text, &end, 10);
+    if (*end || errno != 0 || factor < 1 || factor > INT_MAX) {
+        throw std::runtime_error("VQ_STRESS is no number above 0: " + std::string(text));
+    }
+    return factor;
+}
+
+/// Runs `work(i)` for i below `count`, each on a thread of its own. They start together.
+template <class Work> void onThreads(int count, Work work) {
+    StartGate gate(count);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+        threads.emplace_back([&, i] {
+            gate.wait();
+            work(i);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+/// Tells a number of the running test, to its reader and to its record.
+inline void report(const char* what, long number) {
+    const ::testing::TestInfo& test = *::testing::UnitTest::GetInstance()->current_test_info();
+    std::printf("%s.%s: %s %ld\n", test.test_suite_name(), test.name(), what, number);
+    ::testing::Test::RecordProperty(what, std::to_string(number));
+}
+
+} // namespace vqtest
