@@ -28,13 +28,23 @@ std::string numbered(const char* kind, long number) {
     return kind + std::to_string(number);
 }
 
+/// A number that threads count up together. It orders nothing that the registry should.
+class Tally {
+public:
+    void add(long number = 1) { number_.fetch_add(number, std::memory_order_relaxed); }
+    operator long() const { return number_.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<long> number_{0};
+};
+
 /// What went on, and what must not have.
 struct Account {
-    std::atomic<long> operations{0};
-    std::atomic<long> violations{0};
+    Tally operations;
+    Tally violations;
 
     void expect(bool holds) {
-        if (!holds) violations.fetch_add(1, std::memory_order_relaxed);
+        if (!holds) violations.add();
     }
 };
 
@@ -63,9 +73,9 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
     std::array<Thing, kSharedNames> things;
     std::array<Thing, kThreadsOfAKind> contenders;
     std::array<Thing, kSharedNames> permanent;
-    std::array<std::atomic<long>, kSharedNames> locked{};
-    std::atomic<long> created{0};
-    std::atomic<long> refused{0};
+    std::array<Tally, kSharedNames> locked;
+    Tally created;
+    Tally refused;
     for (int i = 0; i < kSharedNames; ++i) {
         space.create(numbered("permanent ", i).c_str(), &permanent[static_cast<std::size_t>(i)]);
     }
@@ -74,11 +84,11 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
     const auto create = [&](int self) {
         for (long round = 0; round < rounds; ++round) {
             const std::string name = numbered("new ", round);
-            ++(creates(space, name, contenders[static_cast<std::size_t>(self)]) ? created
-                                                                                : refused);
+            const bool isFirst = creates(space, name, contenders[static_cast<std::size_t>(self)]);
+            (isFirst ? created : refused).add();
             const Thing* const found = space.find<Thing>(name.c_str());
             account.expect(found == &contenders[0] || found == &contenders[1]);
-            account.operations += 2;
+            account.operations.add(2);
         }
     };
     // What was there before is always found, what is shared is the right one if any.
@@ -90,7 +100,7 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
             account.expect(!space.find<Thing>(("never there " + number).c_str()));
             const Thing* const found = space.find<Thing>(("shared " + number).c_str());
             account.expect(!found || found == &things[i]);
-            account.operations += 3;
+            account.operations.add(3);
         }
     };
     // Who holds a name may count plainly, and nobody else changes its object meanwhile.
@@ -98,17 +108,17 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
         for (long round = 0; round < 2 * rounds; ++round) {
             const auto i = static_cast<std::size_t>((round + self) % kSharedNames);
             const std::string name = "shared " + std::to_string(i);
-            ++account.operations;
+            account.operations.add();
             if (!space.lock<Thing>(name.c_str(), round % 2 == 0)) continue;
             ++things[i].plain;
-            ++locked[i];
+            locked[i].add();
             space.remove<Thing>(name.c_str());
             account.expect(!space.find<Thing>(name.c_str()));
             account.expect(creates(space, name, things[i]));
             account.expect(space.find<Thing>(name.c_str()) == &things[i]);
             if (round % 3 == 0) space.remove<Thing>(name.c_str());
             space.unlock<Thing>(name.c_str());
-            account.operations += 5;
+            account.operations.add(5);
         }
     };
     // A thread's own names are as if there were no other threads; the shared ones come and go.
@@ -124,7 +134,7 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
             space.remove<Thing>(name.c_str());
             account.expect(!space.find<Thing>(name.c_str()));
             space.remove<Thing>(numbered("permanently empty ", round % kSharedNames).c_str());
-            account.operations += 7;
+            account.operations.add(7);
         }
     };
     // A list only grows at its end. Not more often with every factor, since it gets longer, too.
@@ -143,7 +153,7 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
             });
             account.expect(count >= last);
             last = count;
-            ++account.operations;
+            account.operations.add();
         }
     };
     onThreads(5 * kThreadsOfAKind, [&](int thread) {
@@ -167,7 +177,7 @@ TEST(RegistryStress, KeepsItsPromisesToThoseWhoDoEverythingAtOnce) {
         }
     });
 
-    EXPECT_EQ(account.violations, 0);
+    EXPECT_EQ(account.violations, 0L);
     EXPECT_EQ(created, rounds);
     EXPECT_EQ(refused, (kThreadsOfAKind - 1) * rounds);
     for (std::size_t i = 0; i < kSharedNames; ++i) EXPECT_EQ(things[i].plain, locked[i]);
@@ -197,7 +207,7 @@ TEST(RegistryStress, RunsAFactoryOncePerName) {
                            &gThing);
         }
     });
-    EXPECT_EQ(account.violations, 0);
+    EXPECT_EQ(account.violations, 0L);
     EXPECT_EQ(gMade, names);
     EXPECT_EQ(static_cast<long>(namesOf(space).size()), names);
     report("operations", kThreads * names);
@@ -208,7 +218,7 @@ TEST(RegistryStress, LocksOneNameForOneThreadAtATime) {
     const long rounds = 2'000 * stressFactor();
     NamedObjectsNamespace space("locks");
     Thing thing;
-    std::atomic<long> entered{0};
+    Tally entered;
     onThreads(kThreads, [&](int thread) {
         for (long round = 0; round < rounds; ++round) {
             // Two threads wait, two ask until they get it; all of them nest.
@@ -217,7 +227,7 @@ TEST(RegistryStress, LocksOneNameForOneThreadAtATime) {
             ++thing.plain;
             space.unlock<Thing>("the one");
             space.unlock<Thing>("the one");
-            ++entered;
+            entered.add();
         }
     });
     EXPECT_EQ(thing.plain, kThreads * rounds);
@@ -253,7 +263,7 @@ TEST(RegistryStress, LeavesTheEntriesOfNamespacesThatComeAndGo) {
             }
         }
     });
-    EXPECT_EQ(account.violations, 0);
+    EXPECT_EQ(account.violations, 0L);
     report("namespaces", kThreads * rounds);
 }
 
