@@ -67,6 +67,7 @@ protected:
     static_assert(std::is_abstract_v<Interface> && !std::is_abstract_v<Data>);
     static_assert(std::is_convertible_v<Interface*, iObject*>, "a public base");
     static_assert(std::has_virtual_destructor_v<Interface>);
+    static_assert(!std::is_copy_assignable_v<Interface>, "it would copy no field");
     static_assert(std::is_convertible_v<LightweightString<char>, Data>);
     static_assert(std::is_copy_constructible_v<Data> && std::is_copy_assignable_v<Data>);
 };

@@ -50,9 +50,6 @@ namespace Core {
 
 class VQ_EXPORT Interface : public virtual iObject {
 public:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
     ~Interface() override = default;
 
     virtual unsigned int getWidth() const = 0;
@@ -67,6 +64,11 @@ public:
     virtual void setBitsPerPixel(unsigned short bitsPerPixel) = 0;
     virtual bool getCoreDataSet() const = 0;
     virtual void setCoreDataSet(bool set) = 0;
+
+protected:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
 };
 
 struct Fields {
@@ -121,9 +123,6 @@ namespace BufferFormat {
 
 class VQ_EXPORT Interface : public virtual iObject {
 public:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
     ~Interface() override = default;
 
     virtual bool getIsTopDown() const = 0;
@@ -134,6 +133,11 @@ public:
     virtual void setStrideMultiplier(unsigned short strideMultiplier) = 0;
     virtual bool getBufferFormatDataSet() const = 0;
     virtual void setBufferFormatDataSet(bool set) = 0;
+
+protected:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
 };
 
 struct Fields {
@@ -181,9 +185,6 @@ namespace Video {
 
 class VQ_EXPORT Interface : public virtual iObject {
 public:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
     ~Interface() override = default;
 
     virtual ScanMode getScanMode() const = 0;
@@ -194,6 +195,11 @@ public:
     virtual void setVideoFormatUID(unsigned int videoFormatUID) = 0;
     virtual bool getVideoDataSet() const = 0;
     virtual void setVideoDataSet(bool set) = 0;
+
+protected:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
 };
 
 struct Fields {
@@ -239,9 +245,6 @@ namespace VideoSample {
 
 class VQ_EXPORT Interface : public virtual iObject {
 public:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
     ~Interface() override = default;
 
     virtual Polarity getPolarity() const = 0;
@@ -252,6 +255,11 @@ public:
     virtual void setGamutScaling(GamutScaling gamutScaling) = 0;
     virtual bool getVideoSampleDataSet() const = 0;
     virtual void setVideoSampleDataSet(bool set) = 0;
+
+protected:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
 };
 
 struct Fields {
@@ -297,15 +305,17 @@ namespace VideoSequence {
 
 class VQ_EXPORT Interface : public virtual iObject {
 public:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
     ~Interface() override = default;
 
     virtual FrameRate getFrameRate() const = 0;
     virtual void setFrameRate(FrameRate frameRate) = 0;
     virtual bool getVideoSequenceDataSet() const = 0;
     virtual void setVideoSequenceDataSet(bool set) = 0;
+
+protected:
+    Interface() = default;
+    Interface(const Interface&) = default;
+    Interface& operator=(const Interface&) = default;
 };
 
 struct Fields {
