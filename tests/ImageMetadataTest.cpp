@@ -153,6 +153,20 @@ TYPED_TEST(ImageRecordTest, CopiesEveryField) {
     EXPECT_EQ(this->valuesOf(assigned), TestFixture::Record::kSample);
 }
 
+TYPED_TEST(ImageRecordTest, IsEqualWhenEveryFieldIsAndWhateverTheCount) {
+    const Vq::Ptr<TypeParam> held = new TypeParam(this->sample());
+    EXPECT_TRUE(*held == this->sample());
+    EXPECT_FALSE(*held != this->sample());
+    EXPECT_TRUE(TypeParam() == TypeParam());
+    const auto& kinds = TestFixture::Record::kKinds;
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+        TypeParam other = this->sample();
+        TestFixture::Record::set(other, i, TestFixture::Record::kDefaults[i]);
+        EXPECT_TRUE(other != *held) << "field " << i;
+        EXPECT_FALSE(other == *held) << "field " << i;
+    }
+}
+
 TYPED_TEST(ImageRecordTest, StartsACopyAtCountZero) {
     const Vq::Ptr<TypeParam> held = new TypeParam(this->sample());
     const Vq::Ptr<TypeParam> another(held);

@@ -15,8 +15,8 @@
 /// gives the record with its defaults, without an error. Of each item the number at its start
 /// counts, 0 if there is none, cut to the width of its field.
 ///
-/// Setters and constructors store what they are given, unchecked. Copying a record copies its
-/// fields and never its reference count.
+/// Setters and constructors store what they are given, unchecked. Copying and comparing records is
+/// about their fields and never about their reference counts.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -78,6 +78,8 @@ struct Fields {
     unsigned short bitsPerComponent = 0;
     unsigned short bitsPerPixel = 0;
     bool set = false;
+
+    bool operator==(const Fields&) const = default;
 };
 
 class VQ_EXPORT Data : public Interface {
@@ -108,6 +110,9 @@ public:
     }
     bool getCoreDataSet() const override { return fields_.set; }
     void setCoreDataSet(bool set) override { fields_.set = set; }
+
+    /// Are all fields equal, the flag among them?
+    bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
     /// The text form.
     LightweightString<char> asString() const;
@@ -145,6 +150,8 @@ struct Fields {
     unsigned int stride = 0; ///< from line to line
     unsigned short strideMultiplier = 0;
     bool set = false;
+
+    bool operator==(const Fields&) const = default;
 };
 
 class VQ_EXPORT Data : public Interface {
@@ -170,6 +177,9 @@ public:
     }
     bool getBufferFormatDataSet() const override { return fields_.set; }
     void setBufferFormatDataSet(bool set) override { fields_.set = set; }
+
+    /// Are all fields equal, the flag among them?
+    bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
     /// The text form.
     LightweightString<char> asString() const;
@@ -207,6 +217,8 @@ struct Fields {
     AspectRatio aspectRatio = AspectRatio(0);
     unsigned int videoFormatUID = 0; ///< the application's number for a video format
     bool set = false;
+
+    bool operator==(const Fields&) const = default;
 };
 
 class VQ_EXPORT Data : public Interface {
@@ -230,6 +242,9 @@ public:
     }
     bool getVideoDataSet() const override { return fields_.set; }
     void setVideoDataSet(bool set) override { fields_.set = set; }
+
+    /// Are all fields equal, the flag among them?
+    bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
     /// The text form.
     LightweightString<char> asString() const;
@@ -267,6 +282,8 @@ struct Fields {
     Colorimetry colorimetry = Colorimetry(0);
     GamutScaling gamutScaling = GamutScaling(0);
     bool set = false;
+
+    bool operator==(const Fields&) const = default;
 };
 
 class VQ_EXPORT Data : public Interface {
@@ -290,6 +307,9 @@ public:
     }
     bool getVideoSampleDataSet() const override { return fields_.set; }
     void setVideoSampleDataSet(bool set) override { fields_.set = set; }
+
+    /// Are all fields equal, the flag among them?
+    bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
     /// The text form.
     LightweightString<char> asString() const;
@@ -321,6 +341,8 @@ protected:
 struct Fields {
     FrameRate frameRate = FrameRate(0);
     bool set = false;
+
+    bool operator==(const Fields&) const = default;
 };
 
 class VQ_EXPORT Data : public Interface {
@@ -338,6 +360,9 @@ public:
     void setFrameRate(FrameRate frameRate) override { fields_.frameRate = frameRate; }
     bool getVideoSequenceDataSet() const override { return fields_.set; }
     void setVideoSequenceDataSet(bool set) override { fields_.set = set; }
+
+    /// Are all fields equal, the flag among them?
+    bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
     /// The text form.
     LightweightString<char> asString() const;
