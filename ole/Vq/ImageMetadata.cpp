@@ -92,6 +92,12 @@ template <class... Members> struct Description {
 
     constexpr explicit Description(const char* recordTag, Members... inOrder)
         : tag(recordTag), members(inOrder...) {}
+
+    /// Characters that no text of this record goes beyond: an item is its comma and at most a sign
+    /// and ten digits.
+    constexpr std::size_t longestText() const {
+        return std::string_view(tag).size() + 1 + (kItems - 1) * 12;
+    }
 };
 
 constexpr auto describe(const Core::Fields&) {
@@ -126,7 +132,9 @@ constexpr auto describe(const VideoSequence::Fields&) {
 
 template <class F> LightweightString<char> print(const F& fields) {
     constexpr auto kDescription = describe(F());
-    LightweightString<char> text(kDescription.tag);
+    // Room for all that follows, so that nothing moves.
+    auto text = LightweightString<char>::withLength(kDescription.longestText());
+    text.assign(kDescription.tag);
     text.push_back(',');
     appendItem(text, static_cast<int>(kVersion));
     std::apply([&](const auto&... member) { (member.print(text, fields), ...); },

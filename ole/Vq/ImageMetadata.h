@@ -6,17 +6,19 @@
 ///
 /// There are five: `Core` (size and pixel format), `BufferFormat` (layout in memory), `Video`
 /// (scan, aspect, identifier), `VideoSample` (polarity, colorimetry, gamut) and `VideoSequence`
-/// (frame rate). Each is a namespace with the abstract `Interface`, which can be held by `Vq::Ptr`, the
-/// plain `Fields` with their defaults, and `Data`, which has both. The `...DataSet` flag says
+/// (frame rate). Each is a namespace with the abstract `Interface`, which can be held by `Vq::Ptr`,
+/// the plain `Fields` with their defaults, and `Data`, which has both. The `...DataSet` flag says
 /// whether somebody filled the record in; nothing here sets it by itself.
 ///
 /// The text form is the record's tag, the version 1 and every field as a decimal number, each with
-/// a comma behind it. Reading is all or nothing: a text of another tag, version or number of items
-/// gives the record with its defaults, without an error. Of each item the number at its start
-/// counts, 0 if there is none, cut to the width of its field.
+/// a comma behind it. `Core` has its format twice, and the second is not read. Reading is all or
+/// nothing: a text of another tag, version or number of items gives the record with its defaults,
+/// without an error. Of each item the number at its start counts, 0 if there is none, the nearest
+/// `long` if it is beyond, cut to the width of its field; a flag is set when its number is not 0.
 ///
 /// Setters and constructors store what they are given, unchecked. Copying and comparing records is
-/// about their fields and never about their reference counts.
+/// about their fields and never about their reference counts. Reading or writing a text throws for
+/// want of memory; nothing else throws.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -27,7 +29,8 @@
 
 namespace Vq {
 
-/// The application's own header defines the enumerators of this and of those below.
+/// The application's own header defines the enumerators of this and of those below, with the same
+/// underlying type: `enum Vq::Image::Format : int { kPlanar = 7 };`
 enum FrameRate : int;
 
 namespace Image {
@@ -48,6 +51,7 @@ VQ_EXPORT extern const double kMinusOneYearSeconds;
 /// Size and pixel format.
 namespace Core {
 
+/// A getter and a setter for each of the `Fields`.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -71,6 +75,7 @@ protected:
     Interface& operator=(const Interface&) = default;
 };
 
+/// What a record holds, with its defaults.
 struct Fields {
     unsigned int width = 0;  ///< pixels
     unsigned int height = 0; ///< pixels
@@ -82,10 +87,12 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
+/// The record itself.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
     Data();
+    /// Exactly these values.
     Data(unsigned int width, unsigned int height, Format dataFormat,
          unsigned short bitsPerComponent, unsigned short bitsPerPixel, bool set);
     /// What `text` says, the defaults when it is no text of this record.
@@ -114,7 +121,7 @@ public:
     /// Are all fields equal, the flag among them?
     bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
-    /// The text form.
+    /// The text form, in one allocation.
     LightweightString<char> asString() const;
 
 private:
@@ -126,6 +133,7 @@ private:
 /// Layout of a frame buffer.
 namespace BufferFormat {
 
+/// A getter and a setter for each of the `Fields`.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -145,6 +153,7 @@ protected:
     Interface& operator=(const Interface&) = default;
 };
 
+/// What a record holds, with its defaults.
 struct Fields {
     bool isTopDown = true;   ///< is the first line the top one?
     unsigned int stride = 0; ///< from line to line
@@ -154,12 +163,13 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
+/// The record itself.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
     Data();
-    /// The stride is taken as 16 bits here, although the field has 32: set a larger one with
-    /// `setStride`.
+    /// Exactly these values. The stride is taken as 16 bits here, although the field has 32: set a
+    /// larger one with `setStride`.
     Data(bool isTopDown, unsigned short stride, unsigned short strideMultiplier, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
@@ -181,7 +191,7 @@ public:
     /// Are all fields equal, the flag among them?
     bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
-    /// The text form.
+    /// The text form, in one allocation.
     LightweightString<char> asString() const;
 
 private:
@@ -193,6 +203,7 @@ private:
 /// Scanning and aspect.
 namespace Video {
 
+/// A getter and a setter for each of the `Fields`.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -212,6 +223,7 @@ protected:
     Interface& operator=(const Interface&) = default;
 };
 
+/// What a record holds, with its defaults.
 struct Fields {
     ScanMode scanMode = ScanMode(0);
     AspectRatio aspectRatio = AspectRatio(0);
@@ -221,10 +233,12 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
+/// The record itself.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
     Data();
+    /// Exactly these values.
     Data(ScanMode scanMode, AspectRatio aspectRatio, unsigned int videoFormatUID, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
@@ -246,7 +260,7 @@ public:
     /// Are all fields equal, the flag among them?
     bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
-    /// The text form.
+    /// The text form, in one allocation.
     LightweightString<char> asString() const;
 
 private:
@@ -258,6 +272,7 @@ private:
 /// Meaning of the samples.
 namespace VideoSample {
 
+/// A getter and a setter for each of the `Fields`.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -277,6 +292,7 @@ protected:
     Interface& operator=(const Interface&) = default;
 };
 
+/// What a record holds, with its defaults.
 struct Fields {
     Polarity polarity = Polarity(0);
     Colorimetry colorimetry = Colorimetry(0);
@@ -286,10 +302,12 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
+/// The record itself.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
     Data();
+    /// Exactly these values.
     Data(Polarity polarity, Colorimetry colorimetry, GamutScaling gamutScaling, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
@@ -311,7 +329,7 @@ public:
     /// Are all fields equal, the flag among them?
     bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
-    /// The text form.
+    /// The text form, in one allocation.
     LightweightString<char> asString() const;
 
 private:
@@ -323,6 +341,7 @@ private:
 /// Frames in time.
 namespace VideoSequence {
 
+/// A getter and a setter for each of the `Fields`.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -338,6 +357,7 @@ protected:
     Interface& operator=(const Interface&) = default;
 };
 
+/// What a record holds, with its defaults.
 struct Fields {
     FrameRate frameRate = FrameRate(0);
     bool set = false;
@@ -345,10 +365,12 @@ struct Fields {
     bool operator==(const Fields&) const = default;
 };
 
+/// The record itself.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
     Data();
+    /// Exactly these values.
     Data(FrameRate frameRate, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
@@ -364,7 +386,7 @@ public:
     /// Are all fields equal, the flag among them?
     bool operator==(const Data& other) const { return fields_ == other.fields_; }
 
-    /// The text form.
+    /// The text form, in one allocation.
     LightweightString<char> asString() const;
 
 private:
