@@ -8,11 +8,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <type_traits>
 #include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -223,6 +228,47 @@ TYPED_TEST(UUIDText, IsReadUpToTheGivenLengthOnly) {
     id.invalidate();
     id.initFromString(exact.data(), 36);
     EXPECT_EQ(bytesOf(id), kCounting);
+}
+
+/// Memory behind whose end nothing may be read.
+class EndOfMemory {
+public:
+    EndOfMemory() : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+        void* memory =
+            mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) throw std::system_error(errno, std::generic_category(), "mmap");
+        start_ = static_cast<char*>(memory);
+        mprotect(start_ + page_, page_, PROT_NONE);
+    }
+    ~EndOfMemory() { munmap(start_, 2 * page_); }
+    EndOfMemory(const EndOfMemory&) = delete;
+    EndOfMemory& operator=(const EndOfMemory&) = delete;
+
+    /// A copy of `text` and its terminator that ends with the memory.
+    template <class T> const T* holding(const std::basic_string<T>& text) {
+        const std::size_t bytes = (text.size() + 1) * sizeof(T);
+        void* const to = start_ + page_ - bytes;
+        std::memcpy(to, text.c_str(), bytes);
+        return static_cast<const T*>(to);
+    }
+
+private:
+    std::size_t page_;
+    char* start_;
+};
+
+TYPED_TEST(UUIDText, IsNotReadBehindATerminatorThatComesTooSoon) {
+    EndOfMemory memory;
+    for (const char* ascii : {kText, "-1112233-4455-6677-8899-aabbccddeeff"}) {
+        const auto text = this->textOf(ascii);
+        for (std::size_t length = 0; length <= text.size(); ++length) {
+            const TypeParam* const cut = memory.holding(text.substr(0, length));
+            Vq::UUID id = idOf(kCounting);
+            id.initFromString(cut, 36);
+            // One digit may be all that there is of the last byte.
+            EXPECT_EQ(id.valid(), length >= 35) << length << " characters of " << ascii;
+        }
+    }
 }
 
 TYPED_TEST(UUIDText, ThatIsNullIsInvalidWhateverTheLength) {

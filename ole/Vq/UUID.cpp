@@ -44,8 +44,9 @@ template <class C> bool parsePlain(const C* text, unsigned char* bytes) {
     for (unsigned int i = 0; i < kByteCount; ++i) {
         if (startsGroup(i) && *text++ != C('-')) return false;
         const unsigned int high = digitValue(*text++);
+        if (high > 15) return false; // perhaps the terminator: nothing may be behind it
         const unsigned int low = digitValue(*text++);
-        if ((high | low) > 15) return false;
+        if (low > 15) return false;
         bytes[i] = static_cast<unsigned char>(high << 4 | low);
     }
     return true;
@@ -64,11 +65,10 @@ int scan(const wchar_t* text, unsigned int* v) {
                         v + 11, v + 12, v + 13, v + 14, v + 15);
 }
 
-// Whatever else libc takes for such digits.
+// Whatever else libc takes for such digits. As libc does, it stops at a terminator.
 template <class C> bool parseOdd(const C* text, unsigned char* bytes) {
-    C terminated[kLength + 1];
-    std::char_traits<C>::copy(terminated, text, kLength);
-    terminated[kLength] = C();
+    C terminated[kLength + 1] = {};
+    for (unsigned int i = 0; i < kLength && text[i] != C(); ++i) terminated[i] = text[i];
     unsigned int values[kByteCount] = {};
     if (scan(terminated, values) != static_cast<int>(kByteCount)) return false;
     for (unsigned int i = 0; i < kByteCount; ++i) bytes[i] = static_cast<unsigned char>(values[i]);
