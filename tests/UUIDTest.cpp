@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -31,6 +32,7 @@ static_assert(std::is_nothrow_default_constructible_v<Vq::UUID>);
 static_assert(sizeof(SimpleUUID) == 16 && alignof(SimpleUUID) == 1);
 static_assert(std::is_trivial_v<SimpleUUID> && std::is_standard_layout_v<SimpleUUID>);
 static_assert(std::is_convertible_v<SimpleUUID, Vq::UUID>);
+static_assert(std::is_nothrow_convertible_v<std::nullptr_t, Vq::UUID>, "of neither width");
 static_assert(std::is_same_v<decltype(SimpleUUID::bytes), unsigned char[16]>);
 
 Bytes bytesOf(const Vq::UUID& id) {
@@ -76,6 +78,13 @@ TEST_F(UUID, IsValidWithAnySingleBitSet) {
 
 TEST_F(UUID, IsInvalidMadeOfSixteenZeroBytes) {
     EXPECT_FALSE(idOf(Bytes{}).valid());
+}
+
+TEST_F(UUID, IsInvalidMadeOfNull) {
+    EXPECT_EQ(bytesOf(Vq::UUID(nullptr)), Bytes{});
+    Vq::UUID id = idOf(kCounting);
+    id = nullptr;
+    EXPECT_EQ(bytesOf(id), Bytes{});
 }
 
 TEST_F(UUID, IsAllZeroAgainAfterInvalidate) {

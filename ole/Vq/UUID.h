@@ -35,6 +35,7 @@ public:
 
     /// The invalid value.
     UUID() noexcept = default;
+    UUID(std::nullptr_t) noexcept {}
 
     /// The sixteen bytes as they are.
     UUID(const SimpleUUID& bytes) noexcept;
@@ -49,8 +50,8 @@ public:
     /// A new identifier of the platform. Throws what the platform throws.
     static UUID generate();
 
-    /// Becomes what `length` characters of `text` say: 36 of the text form, or 38 with braces
-    /// around it. Anything else, null included, makes it invalid.
+    /// Becomes what the first `length` characters of `text` say, which must be there: 36 of the text
+    /// form, or 38 with braces around it. Anything else, null included, makes it invalid.
     void initFromString(const char* text, unsigned int length);
     void initFromString(const wchar_t* text, unsigned int length);
 
@@ -60,15 +61,18 @@ public:
     /// Is any byte non-zero?
     bool valid() const noexcept;
 
+    /// Are all sixteen bytes equal?
     bool operator==(const UUID& other) const noexcept;
+
     /// By bytes as unsigned values, byte 0 first.
     bool operator<(const UUID& other) const noexcept;
 
-    /// Writes the text form and its terminator, 37 characters, to `out`.
+    /// Writes the text form and its terminator, 37 characters in all, to `out`, which has room for
+    /// them.
     void asString(char* out) const noexcept;
     void asWString(wchar_t* out) const noexcept;
 
-    /// The text form: one allocation.
+    /// The text form: one allocation. Throws only for want of memory.
     LightweightString<char> asString() const;
     LightweightString<wchar_t> asWString() const;
 
