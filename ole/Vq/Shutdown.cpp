@@ -12,8 +12,8 @@ using SplatCallbacks = std::vector<void (*)(const char*)>;
 
 // Never destroyed, so that a static object that is destroyed after this library's may register;
 // what it registers then is neither run nor released.
-constinit Vq::detail::Everlasting<Shutdown::CallbackItemList> everlastingCallbacks;
-constinit Vq::detail::Everlasting<SplatCallbacks> everlastingSplatCallbacks;
+Vq::detail::Everlasting<Shutdown::CallbackItemList> everlastingCallbacks;
+Vq::detail::Everlasting<SplatCallbacks> everlastingSplatCallbacks;
 
 SplatCallbacks& splatCallbacks() {
     return everlastingSplatCallbacks.get();

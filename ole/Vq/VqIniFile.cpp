@@ -3,6 +3,7 @@
 #include "Vq/Platform.h"
 #include "Vq/String.h"
 #include "Vq/VqCheck.h"
+#include "Vq/detail/Everlasting.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -22,6 +23,7 @@ template unsigned long Vq::StringManip::splitBuffer<SectionsBuildingOutputIterat
 using Narrow = LightweightString<char>;
 using Wide = LightweightString<wchar_t>;
 using Vq::AttribValuePair;
+using Vq::detail::Everlasting;
 
 bool VqIniFile_Private::StringLT_Fancy::operator()(const Narrow& a,
                                                    const Narrow& b) const noexcept {
@@ -29,12 +31,31 @@ bool VqIniFile_Private::StringLT_Fancy::operator()(const Narrow& a,
            0;
 }
 
-// --- The model. What all models share is never destroyed: a model may be used by the destructor of
-// any static object.
+// --- The model. What all models share outlives them: a model may be used by the destructor of any
+// static object.
+
+namespace {
+
+constexpr char kAnonymousText[] = "@@@ANONYMOUS_SECTION_RESERVED_NAME@@@";
+
+Narrow& anonymousName() {
+    static Everlasting<Narrow> name;
+    return name.get();
+}
+
+// Makes the name, and releases it at exit.
+struct AnonymousName {
+    AnonymousName() { anonymousName() = Narrow(kAnonymousText); }
+    ~AnonymousName() { anonymousName() = Narrow(); }
+};
+
+} // namespace
 
 const Narrow& VqIniFile::kAnonymousSection() {
-    static const Narrow& name = *new Narrow("@@@ANONYMOUS_SECTION_RESERVED_NAME@@@");
-    return name;
+    static const AnonymousName held;
+    // Empty again once it was released: whoever asks after that has the process to itself.
+    if (anonymousName().empty()) anonymousName() = Narrow(kAnonymousText);
+    return anonymousName();
 }
 
 VqIniFile::VqIniFile(bool caseSensitive)
@@ -53,7 +74,8 @@ VqIniFile::Section& VqIniFile::getSection(const Narrow& name) {
 }
 
 const VqIniFile::Section& VqIniFile::getSection(const Narrow& name) const {
-    static const Section& empty = *new Section;
+    static Everlasting<Section> everlasting;
+    const Section& empty = everlasting.get();
     const auto found = sections_.find(name);
     return found == sections_.end() ? empty : found->second;
 }

@@ -1,25 +1,26 @@
 /// Static objects that other static objects' destructors may still use.
 #pragma once
 
-#include <new>
-
 namespace Vq::detail {
 
-/// Storage for a `T` that is never destroyed: it is made by whoever comes first and stays.
-/// Confined; the first use is the load of the library, before any thread of its clients.
+/// Holds a `T` that is made like any other static object and never destroyed. Another static object
+/// may empty it at exit, as long as it then still works.
 template <class T> class Everlasting {
 public:
-    T& get() {
-        if (!made_) {
-            ::new (static_cast<void*>(storage_)) T();
-            made_ = true;
-        }
-        return *std::launder(reinterpret_cast<T*>(storage_)); // made above
-    }
+    Everlasting() : kept_() {}
+    Everlasting(const Everlasting&) = delete;
+    Everlasting& operator=(const Everlasting&) = delete;
+
+    T& get() noexcept { return kept_.object; }
 
 private:
-    alignas(T) unsigned char storage_[sizeof(T)] = {};
-    bool made_ = false;
+    union Kept {
+        Kept() : object() {}
+        ~Kept() {}
+        T object;
+    };
+
+    Kept kept_;
 };
 
 } // namespace Vq::detail
