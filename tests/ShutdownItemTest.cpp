@@ -79,6 +79,11 @@ TEST_F(ShutdownItem, CallsTheFunctionWithTheExitType) {
     EXPECT_EQ(callback.useCount(), 1);
 }
 
+TEST_F(ShutdownItem, OfNoFunctionDoesNothing) {
+    Shutdown::FunctionCallback(nullptr).execute(kExit);
+    CallbackItem(nullptr, 3).callback_->execute(kExit);
+}
+
 TEST_F(ShutdownItem, ServesOtherResultsAndArgumentsToo) {
     struct Doubler : iCallbackBase<long, int> {
         long execute(const int& argument) override { return 2l * argument; }
@@ -185,6 +190,15 @@ TEST_F(ShutdownList, AddsNoItemWithBothKeysOfOneThatIsThere) {
     list_.add(same);
     list_.execute(kExit);
     EXPECT_EQ(notes_, (Notes{"same"})) << "the keys are free again";
+}
+
+TEST_F(ShutdownList, AddsNoItemWithoutACallable) {
+    const CallbackItem none(CallbackPtr(), 0);
+    const Counts made = countsOf([&] { list_.add(none); });
+    EXPECT_EQ(made.total(), 0) << made;
+    list_.add(item("a", 1, 1));
+    list_.execute(kExit);
+    EXPECT_EQ(notes_, (Notes{"a", "~a"}));
 }
 
 TEST_F(ShutdownList, RemovesTheFirstItemOfACallable) {

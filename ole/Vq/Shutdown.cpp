@@ -30,7 +30,7 @@ FunctionCallback::FunctionCallback(void (*function)(eExitType)) noexcept : funct
 FunctionCallback::~FunctionCallback() = default;
 
 void FunctionCallback::execute(const eExitType& type) {
-    function_(type);
+    if (function_) function_(type);
 }
 
 CallbackItem::CallbackItem(const Vq::Ptr<Callback>& callback, unsigned int priority)
@@ -52,7 +52,7 @@ bool CallbackItem::operator<(const CallbackItem& other) const noexcept {
 }
 
 void CallbackItemList::add(const CallbackItem& item) {
-    items_.insert(item);
+    if (item.callback_) items_.insert(item);
 }
 
 void CallbackItemList::remove(const Vq::Ptr<Callback>& callback) {
@@ -79,7 +79,7 @@ void addCallback(void (*function)(eExitType), unsigned int priority) {
 }
 
 void addCallback(const Vq::Ptr<Callback>& callback, unsigned int priority) {
-    if (callback) shutdownCallbacks_.add(CallbackItem(callback, priority));
+    shutdownCallbacks_.add(CallbackItem(callback, priority));
 }
 
 void removeCallback(const Vq::Ptr<Callback>& callback) {

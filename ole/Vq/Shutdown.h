@@ -38,7 +38,7 @@ enum eExitType : int;
 
 using Callback = iCallbackBase<void, eExitType>;
 
-/// A plain function as a callable object.
+/// A plain function as a callable object. Without a function it does nothing.
 class VQ_EXPORT FunctionCallback : public Callback {
 public:
     explicit FunctionCallback(void (*function)(eExitType)) noexcept;
@@ -70,8 +70,8 @@ struct VQ_EXPORT CallbackItem {
 /// Callbacks in the order of their execution.
 class VQ_EXPORT CallbackItemList {
 public:
-    /// Adds a copy of `item`, unless one of the same priority and number is there. Where memory
-    /// runs out, the list is as it was.
+    /// Adds a copy of `item`, unless it has no callable or one of the same priority and number is
+    /// there. Where memory runs out, the list is as it was.
     void add(const CallbackItem& item);
 
     /// Removes the first item that would run `callback`; nothing when there is none.
