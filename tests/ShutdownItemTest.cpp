@@ -6,8 +6,10 @@
 #include "support/ScriptedTest.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <set>
 
 namespace {
 
@@ -129,9 +131,10 @@ TEST_F(ShutdownItem, TakesTheNextNumberOfTheProcess) {
     third.init();
     EXPECT_EQ(third.sequence_, first.sequence_ + 3);
     EXPECT_EQ(third.priority_, 5u);
-    EXPECT_EQ(Shutdown::shutdownCallbacks_.takeSequence(), first.sequence_ + 4);
+    EXPECT_EQ(Shutdown::shutdownCallbacks_.nextSequence_, first.sequence_ + 4);
     Shutdown::addCallback(callback, 5);
-    EXPECT_EQ(CallbackItem(callback, 5).sequence_, first.sequence_ + 6);
+    EXPECT_EQ(Shutdown::shutdownCallbacks_.nextSequence_, first.sequence_ + 5);
+    EXPECT_EQ(CallbackItem(callback, 5).sequence_, first.sequence_ + 5);
     Shutdown::removeCallback(callback);
 }
 
@@ -140,7 +143,13 @@ const unsigned int firstNumber = CallbackItem(see, 7).sequence_;
 
 TEST_F(ShutdownItem, NumbersStartAtZeroWithTheFirstStaticObject) {
     EXPECT_EQ(firstNumber, 0u);
-    EXPECT_EQ(CallbackItemList().takeSequence(), 0u) << "each list counts for itself";
+    EXPECT_EQ(CallbackItemList().nextSequence_, 0u);
+}
+
+TEST_F(ShutdownList, HasTheNumberBehindTheItems) {
+    const auto* const number = reinterpret_cast<const char*>(&list_.nextSequence_);
+    EXPECT_EQ(number - reinterpret_cast<const char*>(&list_),
+              static_cast<std::ptrdiff_t>(sizeof(std::set<CallbackItem>)));
 }
 
 TEST_F(ShutdownList, OrdersItemsByPriorityAndThenByNumber) {

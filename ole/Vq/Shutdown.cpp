@@ -44,7 +44,7 @@ CallbackItem::CallbackItem(void (*const& function)(eExitType), unsigned int prio
 }
 
 void CallbackItem::init() {
-    sequence_ = shutdownCallbacks_.takeSequence();
+    sequence_ = shutdownCallbacks_.nextSequence_++;
 }
 
 bool CallbackItem::operator<(const CallbackItem& other) const noexcept {

@@ -28,6 +28,7 @@ public:
     iCallbackBase& operator=(const iCallbackBase&) = default;
     ~iCallbackBase() override = default;
 
+    /// Does what there is to do; what it throws goes to the caller.
     virtual R execute(const A& argument) = 0;
 };
 
@@ -60,11 +61,12 @@ struct VQ_EXPORT CallbackItem {
     /// Takes the next registration number.
     void init();
 
+    /// Does this one run before `other`?
     bool operator<(const CallbackItem& other) const noexcept;
 
-    Vq::Ptr<Callback> callback_;
-    unsigned int priority_;
-    unsigned int sequence_;
+    Vq::Ptr<Callback> callback_; ///< what runs
+    unsigned int priority_;      ///< lower numbers run earlier
+    unsigned int sequence_;      ///< registration number: the order among equal priorities
 };
 
 /// Callbacks in the order of their execution.
@@ -84,11 +86,11 @@ public:
     /// Releases all items without running them.
     void clear() noexcept;
 
-    /// The number that the next registration takes.
-    unsigned int takeSequence() noexcept { return nextSequence_++; }
-
 private:
     std::set<CallbackItem> items_;
+
+public:
+    /// The number that the next registration takes; only the process's list gives numbers.
     unsigned int nextSequence_ = 0;
 };
 
@@ -98,7 +100,8 @@ VQ_EXPORT extern CallbackItemList& shutdownCallbacks_;
 /// Set once, when the callbacks start to run. Read it through `isExiting`.
 VQ_EXPORT extern bool exiting;
 
-/// Registers a function, which cannot be removed again. Null is ignored.
+/// Registers a function, which cannot be removed again. Null is ignored. Where memory runs out, here
+/// and below, the list is as it was.
 VQ_EXPORT void addCallback(void (*function)(eExitType), unsigned int priority);
 
 /// Registers a callable object, which the list shares until it has run. It may be registered more
