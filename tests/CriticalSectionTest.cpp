@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <climits>
+#include <cstddef>
 #include <thread>
 #include <type_traits>
 #include <typeinfo>
@@ -91,6 +92,9 @@ TEST_F(CriticalSectionMaking, PassesTheTuningOnUnchangedAndZeroByDefault) {
     };
     EXPECT_EQ(tuningOf([] { CriticalSection guard; }), 0u);
     EXPECT_EQ(tuningOf([] { CriticalSection guard("name"); }), 0u);
+    EXPECT_EQ(tuningOf([] { CriticalSection guard(0); }), 0u);
+    EXPECT_EQ(tuningOf([] { CriticalSection guard(NULL); }), 0u);
+    EXPECT_EQ(tuningOf([] { CriticalSection guard(4000); }), 4000u);
     for (const unsigned tuning : {0u, 1u, 4000u, UINT_MAX}) {
         EXPECT_EQ(tuningOf([&] { CriticalSection guard(tuning); }), tuning);
         EXPECT_EQ(tuningOf([&] { Rep rep(tuning); }), tuning);

@@ -25,6 +25,8 @@
 #include "Vq/TypeManip.h"
 #include "Vq/detail/Export.h"
 
+#include <concepts>
+
 /// A recursive lock on the platform's. Copying shares the lock at the cost of one increment. There
 /// is no move: a lock that was moved from would be none. Destroying the last handle while a thread
 /// holds the lock is undefined.
@@ -48,6 +50,9 @@ public:
     CriticalSection();
     /// The same with a tuning value for the platform's factory, passed on as it is.
     explicit CriticalSection(unsigned int tuning);
+    /// The same for any other integer, so that a literal 0 is not mistaken for a null name.
+    template <std::integral N>
+    explicit CriticalSection(N tuning) : CriticalSection(static_cast<unsigned int>(tuning)) {}
     /// The same with a diagnostic name.
     explicit CriticalSection(const char* name);
 
