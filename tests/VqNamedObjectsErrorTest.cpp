@@ -161,7 +161,7 @@ TEST_F(NamedObjectsUnlock, OfALockedNameWorksAfterItsObjectIsRemoved) {
 
 TEST_F(NamedObjectsErrorByType, IsTheSameAsByTypeInformation) {
     auto& space = registry();
-    expectErrorWithoutLocks(kNoName, 118, [&] { static_cast<void>(space.find<int>(nullptr)); });
+    expectErrorWithoutLocks(kNoName, 118, [&] { space.find<int>(nullptr); });
     expectErrorWithoutLocks(kNoName, 146, [&] { space.create<int>(nullptr, &gOne); });
     expectErrorWithoutLocks(kNoObject, 151, [&] { space.create<int>("x", nullptr); });
     expectErrorWithoutLocks(kNoName, 198, [&] { space.findOrCreate<int>(nullptr); });

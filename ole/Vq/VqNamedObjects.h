@@ -70,7 +70,7 @@ public:
     // --- By type. A null name throws `Vq::Exception::RuntimeError`, as does every failure below.
 
     /// The object, null when there is none.
-    template <class T> [[nodiscard]] T* find(const char* name) {
+    template <class T> T* find(const char* name) {
         return static_cast<T*>(find_(typeid(T), name));
     }
 
