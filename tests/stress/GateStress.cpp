@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -118,6 +119,10 @@ struct Crowd {
     int readers;
     int writers;
     int both;
+
+    friend std::ostream& operator<<(std::ostream& out, const Crowd& crowd) {
+        return out << crowd.name;
+    }
 };
 
 constexpr long kLingering = 64; // every so many rounds
