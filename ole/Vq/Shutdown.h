@@ -100,8 +100,9 @@ VQ_EXPORT extern CallbackItemList& shutdownCallbacks_;
 /// Set once, when the callbacks start to run. Read it through `isExiting`.
 VQ_EXPORT extern bool exiting;
 
-/// Registers a function, which cannot be removed again. Null is ignored. Where memory runs out, here
-/// and below, the list is as it was.
+/// Registers a function, which cannot be removed again: one from a library that is unloaded before
+/// the exit is called where it no longer is, so a plugin registers an object and removes that. Null
+/// is ignored. Where memory runs out, here and below, the list is as it was.
 VQ_EXPORT void addCallback(void (*function)(eExitType), unsigned int priority);
 
 /// Registers a callable object, which the list shares until it has run. It may be registered more
@@ -121,8 +122,9 @@ VQ_EXPORT bool isExiting();
 
 } // namespace Shutdown
 
-/// Registers a function that `callSplatCallbacks` calls, as often as it is registered. Null is
-/// ignored. Where memory runs out, the list is as it was.
+/// Registers a function that `callSplatCallbacks` calls, as often as it is registered, and which
+/// cannot be removed again: it must not be of a library that is unloaded. Null is ignored. Where
+/// memory runs out, the list is as it was.
 VQ_EXPORT void addSplatCallback(void (*function)(const char*));
 
 /// Calls every splat callback with `text`, in the order of their registration, those that are
