@@ -51,7 +51,8 @@ public:
     void ltb_afterPop(void* object, unsigned long size); ///< one more in use
 
     /// Appends this pool's line to the log, and before the first of the process a dashed line with
-    /// the date. Silent when the file cannot be opened; throws what finding the path throws.
+    /// the date. Silent when the file cannot be opened; throws what making the log's lock and
+    /// finding the path throw.
     void dump();
 
     /// Objects taken out now, which may be below zero for a pool that was filled by pushes.
