@@ -70,9 +70,7 @@ public:
     // --- By type. A null name throws `Vq::Exception::RuntimeError`, as does every failure below.
 
     /// The object, null when there is none.
-    template <class T> T* find(const char* name) {
-        return static_cast<T*>(find_(typeid(T), name));
-    }
+    template <class T> T* find(const char* name) { return static_cast<T*>(find_(typeid(T), name)); }
 
     /// Registers `object`, which must not be null. Throws when the name has an object already.
     template <class T> void create(const char* name, T* object) {
