@@ -176,6 +176,19 @@ TEST_F(PoolLogExit, TakesALoggerThatCameBetween) {
     EXPECT_EQ(file.summaries(), linesOf({"between", "older"}));
 }
 
+TEST_F(PoolLogExit, LooksAtTheListAgainWhenASwapIsRefused) {
+    const PoolLogFolder file;
+    const LoggingTraitsBase older("older");
+    std::optional<LoggingTraitsBase> newer;
+    platform().calls().fail(kCompareAndSwap);
+    EXPECT_EQ(countsOf([&] { newer.emplace("newer"); })[kCompareAndSwap], 2);
+    platform().calls().fail(kCompareAndSwap);
+    EXPECT_EQ(countsOf([] { LoggingTraitsBase_exit(); })[kCompareAndSwap], 2);
+    EXPECT_EQ(file.summaries(), linesOf({"newer"}));
+    LoggingTraitsBase_exit();
+    EXPECT_EQ(file.summaries(), linesOf({"newer", "older"}));
+}
+
 // --- Failures
 
 struct Failure : std::runtime_error {

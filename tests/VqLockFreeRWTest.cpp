@@ -255,6 +255,20 @@ TEST_F(RWLockInterference, OfAWriterRefusesTheReaderBetweenItsAttempts) {
     }
 }
 
+TEST_F(RWLockInterference, ThatLeavesNoTraceIsOutlastedAllTheSame) {
+    RWLock gate(3, 0);
+    platform().calls().failFrom(kCompareAndSwap);
+    EXPECT_EQ(resultWith(7, 0, [&] { return gate.openRead(); }), -1);
+    platform().calls().fail(kCompareAndSwap, 1);
+    EXPECT_EQ(resultWith(2, 0, [&] { return gate.openRead(); }), 0);
+    EXPECT_EQ(halvesOf(gate), (Halves{4, 0}));
+
+    RWLock free(0, 0);
+    platform().calls().fail(kCompareAndSwap);
+    EXPECT_EQ(resultWith(1, 0, [&] { return free.openWrite(); }), -1);
+    EXPECT_EQ(halvesOf(free), (Halves{0, 0}));
+}
+
 TEST_F(RWLockInterference, OfAWriterThatHasLeftAgainIsNotNoticed) {
     RWLock gate(0, 0);
     auto comeAndGo = [&] {

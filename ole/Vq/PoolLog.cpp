@@ -71,29 +71,21 @@ namespace {
 class LoggerList {
 public:
     void push(LoggerNode* node) {
-        long head = read(head_);
-        for (;;) {
+        long head;
+        do {
+            head = read(head_);
             node->next = reinterpret_cast<LoggerNode*>(head); // the word holds the address
-            const long before =
-                OS()->atomics()->compareAndSwap(&head_, reinterpret_cast<long>(node), head);
-            if (before == head) break;
-            head = before;
-        }
+        } while (!swapsHead(head, node));
         OS()->atomics()->atomicIncrement(&count_);
     }
 
     // The newest, null when there is none.
     LoggerNode* pop() {
-        long head = acquireHead();
-        while (head != 0) {
+        while (const long head = acquireHead()) {
             auto* const node = reinterpret_cast<LoggerNode*>(head);
-            const long before =
-                OS()->atomics()->compareAndSwap(&head_, reinterpret_cast<long>(node->next), head);
-            if (before == head) {
-                OS()->atomics()->atomicDecrement(&count_);
-                return node;
-            }
-            head = before;
+            if (!swapsHead(head, node->next)) continue;
+            OS()->atomics()->atomicDecrement(&count_);
+            return node;
         }
         return nullptr;
     }
@@ -101,6 +93,11 @@ public:
 private:
     // Acquire: the node behind the address was written before it was pushed.
     long acquireHead() const { return __atomic_load_n(&head_, __ATOMIC_ACQUIRE); }
+
+    bool swapsHead(long expected, LoggerNode* node) {
+        const auto address = reinterpret_cast<long>(node);
+        return OS()->atomics()->compareAndSwap(&head_, address, expected) == expected;
+    }
 
     long head_ = 0;
     int count_ = 0;

@@ -44,7 +44,9 @@ int ScriptedAtomics::atomicDecrement(int* counter) {
 }
 
 long ScriptedAtomics::compareAndSwap(long* target, long newValue, long expected) {
-    calls_.enter(Call::kCompareAndSwap, target, static_cast<unsigned long>(newValue));
+    if (calls_.enter(Call::kCompareAndSwap, target, static_cast<unsigned long>(newValue))) {
+        return ~expected;
+    }
     long found = expected;
     __atomic_compare_exchange_n(target, &found, newValue, false, __ATOMIC_SEQ_CST,
                                 __ATOMIC_SEQ_CST);

@@ -33,6 +33,7 @@ public:
 
     int atomicIncrement(int* counter) override;
     int atomicDecrement(int* counter) override;
+    /// One that is to fail stores nothing and returns a value that was not there.
     long compareAndSwap(long* target, long newValue, long expected) override;
 
 private:
