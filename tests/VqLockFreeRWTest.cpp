@@ -109,6 +109,12 @@ TEST_F(RWLockLayout, OfTheTwoConstructorsIsTheSame) {
     EXPECT_EQ(halvesOf(RWLock(-1L)), (Halves{-1, -1}));
 }
 
+TEST_F(RWLockLayout, IsFreeAtFirst) {
+    const RWLock gate;
+    EXPECT_EQ(gate.readers(), 0);
+    EXPECT_EQ(gate.writers(), 0);
+}
+
 TEST_F(RWLockLayout, IsReadWithoutThePlatform) {
     const Counts made = countsOf([] {
         const RWLock gate(3, 0);

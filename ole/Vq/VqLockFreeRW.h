@@ -27,7 +27,9 @@ namespace Vq::LockFree {
 /// is no value: there is no copy.
 class VQ_EXPORT RWLock {
 public:
-    /// A gate with the given counts; `RWLock(0, 0)` is a free one.
+    /// A free gate.
+    RWLock() noexcept : RWLock(0, 0) {}
+    /// A gate with the given counts.
     RWLock(int readers, int writers) noexcept;
     /// A gate from the packed word.
     explicit RWLock(long word) noexcept;
