@@ -34,6 +34,7 @@ protected:
     MemoryFiles& files = *platform().fileSystem();
 };
 class FailingAllocations : public ScriptedTest {};
+class FailingCalls : public ScriptedTest {};
 
 /// Before main: does the platform already serve, and is it still the same later?
 const std::unique_ptr<iPlatform*> kSeenByAStaticObject = std::make_unique<iPlatform*>(OS());
@@ -337,8 +338,8 @@ TEST_F(FailingAllocations, RunsOncePerAllocation) {
         const LightweightString<char> second("2");
     };
     EXPECT_EQ(forEachFailingAllocation(twoBlocks, [&] { ++checks; }), 2);
-    EXPECT_EQ(runs, 3);
-    EXPECT_EQ(checks, 2);
+    EXPECT_EQ(runs, 5) << "with one and with all later ones refused; then the success";
+    EXPECT_EQ(checks, 4);
 }
 
 TEST_F(FailingAllocations, FindsALeak) {
@@ -348,7 +349,7 @@ TEST_F(FailingAllocations, FindsALeak) {
         kept = "1";
         const LightweightString<char> second("2");
     };
-    EXPECT_NONFATAL_FAILURE(forEachFailingAllocation(leaky, [] {}), "after failed allocation 2");
+    EXPECT_NONFATAL_FAILURE(forEachFailingAllocation(leaky, [] {}), "after failed allocate 2");
 }
 
 TEST_F(FailingAllocations, FindsASwallowedFailure) {
@@ -360,6 +361,52 @@ TEST_F(FailingAllocations, FindsASwallowedFailure) {
         }
     };
     EXPECT_NONFATAL_FAILURE(forEachFailingAllocation(swallowing, [] {}), "was swallowed");
+}
+
+TEST_F(FailingCalls, MayBeReportedByFalse) {
+    platform().fileSystem()->put(L"/a", "1");
+    const LightweightString<wchar_t> path(L"/a");
+    const auto readAll = [&] {
+        const Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path, 1, 0, 1, 0);
+        char byte;
+        return file && file->read(&byte, 1) != 0;
+    };
+    EXPECT_EQ(forEachFailure(kOpenFile, readAll, [] {}), 1);
+    EXPECT_EQ(forEachFailure(kRead, readAll, [] {}), 1);
+    EXPECT_EQ(forEachFailure(kAtomicIncrement, readAll, [] {}), 1);
+    EXPECT_EQ(forEachFailure(kWrite, readAll, [] {}), 0);
+}
+
+TEST_F(FailingCalls, FindAnOperationThatCannotUndoWithoutOneMore) {
+    const LightweightString<char> a("a");
+    const LightweightString<char> b("b");
+    LightweightString<char> first = a;
+    LightweightString<char> second = a;
+    const auto half = [&] {
+        const LightweightString<char> before = first;
+        first = b;
+        try {
+            second = b;
+        } catch (...) {
+            first = before; // one more increment
+            throw;
+        }
+    };
+    int wrong = 0;
+    forEachFailure(kAtomicIncrement, half, [&] {
+        if (first != a) ++wrong;
+        first = a;
+    });
+    EXPECT_EQ(wrong, 1);
+}
+
+TEST_F(ScriptedPlatformFiles, StandWhereTheHandleOfAWriterCannotBeCounted) {
+    files.put(L"/a", "old");
+    platform().calls().fail(kAtomicIncrement);
+    EXPECT_THROW(openToWrite(L"/a"), std::bad_alloc);
+    EXPECT_EQ(files.content(L"/a"), "old");
+    EXPECT_EQ(files.writeState(L"/a"), WriteState::kNone);
+    EXPECT_EQ(files.openFiles(), 0);
 }
 
 TEST(CapturedOutput, SeesEveryWayToWrite) {

@@ -102,9 +102,10 @@ public:
     long count(Call call) const { return at(call).count.load(std::memory_order_relaxed); }
 
     /// Makes the `nth` call from now (1: the next) of that operation fail, in the way that the
-    /// operation fails: `allocate` and everything that returns an object or changes a count throws
-    /// `std::bad_alloc`, `openFile` gives an empty handle, `read`, `write`, `size`, `commit` and
-    /// `tryAcquire` return 0. The other operations cannot fail. Replaces an earlier order.
+    /// operation fails: `allocate`, `registerReclaimable`, `atomicIncrement` and everything that
+    /// returns a text, an identifier or a lock throw `std::bad_alloc`, `openFile` gives an empty handle, `read`, `write`, `size`, `commit` and
+    /// `tryAcquire` return 0, `compareAndSwap` refuses. The other operations cannot fail. Replaces an
+    /// earlier order.
     void fail(Call call, long nth = 1);
 
     /// As `fail`, and all later calls fail as well.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace vqtest {
@@ -25,6 +26,9 @@ public:
         --files_.openFiles_;
         if (mode_ == Mode::kWriting && !isFinished_) finish(WriteState::kReleased);
     }
+
+    /// Until then it is gone without a trace.
+    void startWriting() { isFinished_ = false; }
 
     int read(void* buffer, unsigned int byteCount) override {
         if (calls_.enter(Call::kRead, buffer, byteCount)) return 0;
@@ -76,7 +80,7 @@ private:
     std::size_t position_ = 0;
     unsigned long size_ = 0;
     bool hasReportedSize_ = false;
-    bool isFinished_ = false;
+    bool isFinished_ = true;
     int isCommitted_ = 0;
 };
 
@@ -161,15 +165,18 @@ Vq::Ptr<iFile> MemoryFiles::openFile(const LightweightString<wchar_t>& path, int
     }
     if (access == 2 && disposition == 3 && sharing == 0 && options == 0) {
         MemoryFile& file = findOrAdd(name);
+        auto* const opened = new OpenMemoryFile(*this, calls_, file, Mode::kWriting);
+        Vq::Ptr<iFile> handle = opened; // where counting fails, nothing has been written
+        opened->startWriting();
         file.writeState = WriteState::kOpen;
         file.writes.clear();
-        return new OpenMemoryFile(*this, calls_, file, Mode::kWriting);
+        return handle;
     }
     return nullptr;
 }
 
 LightweightString<wchar_t> MemoryFiles::applicationName() {
-    calls_.enter(Call::kApplicationName);
+    if (calls_.enter(Call::kApplicationName)) throw std::bad_alloc();
     return LightweightString<wchar_t>(applicationName_.text());
 }
 

@@ -84,7 +84,7 @@ void ScriptedMemory::deallocate(void* block) {
 }
 
 void ScriptedMemory::registerReclaimable(iReclaimable* object) {
-    calls_.enter(Call::kRegisterReclaimable, object);
+    if (calls_.enter(Call::kRegisterReclaimable, object)) throw std::bad_alloc();
     const std::scoped_lock hold(lock_);
     reclaimables_.push_back(object);
 }

@@ -59,7 +59,9 @@ int ScriptedCPU::processorCount() {
 }
 
 LightweightString<wchar_t> ScriptedFolders::getFolder(int kind) {
-    calls_.enter(Call::kGetFolder, nullptr, static_cast<unsigned long>(kind));
+    if (calls_.enter(Call::kGetFolder, nullptr, static_cast<unsigned long>(kind))) {
+        throw std::bad_alloc();
+    }
     return LightweightString<wchar_t>(path_.text());
 }
 

@@ -57,7 +57,7 @@ double ScriptedUtils::now() {
 }
 
 UuidWords ScriptedUtils::generateUUID() {
-    calls_.enter(Call::kGenerateUUID);
+    if (calls_.enter(Call::kGenerateUUID)) throw std::bad_alloc();
     return hasUuid_ ? uuid_ : UuidWords{0x5EED, ++uuidsMade_};
 }
 
