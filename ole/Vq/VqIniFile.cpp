@@ -280,12 +280,12 @@ SectionsBuildingOutputIterator& SectionsBuildingOutputIterator::operator=(Narrow
 
 // The path of the model is as before when `action` throws, like everything else about it.
 template <class Action> bool VqIniFile::withPath(const Wide& path, Action action) {
-    const Wide previous = path_;
+    Wide previous = path_;
     if (!path.empty()) path_ = path;
     try {
         return action();
     } catch (...) {
-        path_ = previous;
+        path_ = std::move(previous); // nothing that can fail again
         throw;
     }
 }
