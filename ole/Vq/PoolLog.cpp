@@ -13,7 +13,9 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace Vq::PooledObjectDebug {
 
@@ -62,6 +64,12 @@ struct LoggerNode {
     std::atomic<LoggingTraitsBase*> logger{nullptr}; // null once it is destroyed
     std::atomic<bool> isBeingDumped{false};
     LoggerNode* nextTakenOff = nullptr;
+
+    // Before the logger goes: either the exit handler sees that, or this sees the handler at work.
+    void forgetLogger() noexcept {
+        logger = nullptr;
+        isBeingDumped.wait(true);
+    }
 };
 
 namespace {
@@ -70,13 +78,20 @@ namespace {
 // back after it was taken off, so a head that is unchanged still has the same successor.
 class LoggerList {
 public:
-    void push(LoggerNode* node) {
+    // Where counting fails, the node stays, without its logger.
+    void push(std::unique_ptr<LoggerNode> owned) {
         long head;
         do {
             head = read(head_);
-            node->next = reinterpret_cast<LoggerNode*>(head); // the word holds the address
-        } while (!swapsHead(head, node));
-        OS()->atomics()->atomicIncrement(&count_);
+            owned->next = reinterpret_cast<LoggerNode*>(head); // the word holds the address
+        } while (!swapsHead(head, owned.get()));
+        LoggerNode* const node = owned.release();
+        try {
+            OS()->atomics()->atomicIncrement(&count_);
+        } catch (...) {
+            node->forgetLogger();
+            throw;
+        }
     }
 
     // The newest, null when there is none.
@@ -182,16 +197,16 @@ void dumpQuietly(LoggingTraitsBase& logger) noexcept {
 LoggingTraitsBase::LoggingTraitsBase(const char* name) : stats_(new PoolStats) {
     stats_->createdClock_ = now();
     stats_->name_ = copyOf(name ? name : "");
-    node_ = new LoggerNode;
+    auto node = std::make_unique<LoggerNode>();
+    node_ = node.get();
     node_->logger = this;
-    gAllLoggers.push(node_);
+    // First: a handler too many does nothing, one too few would leave out the oldest logger.
     std::atexit(LoggingTraitsBase_exit);
+    gAllLoggers.push(std::move(node));
 }
 
 LoggingTraitsBase::~LoggingTraitsBase() {
-    // Either the exit handler sees that the logger is gone, or this sees the handler at work on it.
-    node_->logger = nullptr;
-    node_->isBeingDumped.wait(true);
+    node_->forgetLogger();
     dumpQuietly(*this);
 }
 
