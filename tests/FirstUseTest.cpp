@@ -9,13 +9,12 @@
 #include "support/CapturedOutput.h"
 #include "support/FreshProcess.h"
 #include "support/ScriptedTest.h"
-#include "support/StartGate.h"
+#include "support/Threads.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -27,15 +26,7 @@ constexpr int kThreads = 8;
 // What `ask()` gives each of the threads, which begin together.
 template <class Ask> auto answersOf(Ask ask) {
     std::vector<decltype(ask())> answers(kThreads);
-    std::vector<std::thread> threads;
-    StartGate gate(kThreads);
-    for (auto& answer : answers) {
-        threads.emplace_back([&] {
-            gate.wait();
-            answer = ask();
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    onThreads(kThreads, [&](int i) { answers[static_cast<std::size_t>(i)] = ask(); });
     return answers;
 }
 

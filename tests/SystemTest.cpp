@@ -3,12 +3,11 @@
 #include "support/FreshProcess.h"
 #include "support/ScriptedPlatform.h"
 #include "support/ScriptedTest.h"
+#include "support/Threads.h"
 
 #include <cstring>
-#include <latch>
 #include <random>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -59,19 +58,6 @@ TEST(SystemProcessors, AreKeptAsThePlatformTellsThem) {
         EXPECT_EQ(Vq::CPUInfo::getNumProcessors(), -1);
         EXPECT_EQ(platform().calls().count(kProcessorCount), 1);
     });
-}
-
-/// Calls `work` on several threads that start together.
-template <class Work> void onThreads(int count, Work work) {
-    std::latch start(count);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            work(i);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
 }
 
 TEST(SystemProcessors, AreTheSameToThreadsThatAskFirstTogether) {

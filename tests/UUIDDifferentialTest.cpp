@@ -4,6 +4,7 @@
 
 #include "support/ScopedLocale.h"
 #include "support/ScriptedTest.h"
+#include "support/UuidBytes.h"
 
 #include <algorithm>
 #include <array>
@@ -19,20 +20,7 @@ namespace {
 
 using namespace vqtest;
 
-using Bytes = std::array<unsigned char, 16>;
 using Numbers = std::array<unsigned int, 16>;
-
-Bytes bytesOf(const Vq::UUID& id) {
-    Bytes bytes;
-    std::memcpy(bytes.data(), &id, bytes.size());
-    return bytes;
-}
-
-Vq::UUID idOf(const Bytes& bytes) {
-    SimpleUUID simple;
-    std::ranges::copy(bytes, simple.bytes);
-    return Vq::UUID(simple);
-}
 
 // --- The oracle
 

@@ -2,6 +2,7 @@
 #include "Vq/UUID.h"
 
 #include "support/ScriptedTest.h"
+#include "support/UuidBytes.h"
 
 #include <algorithm>
 #include <array>
@@ -19,11 +20,6 @@ namespace {
 using namespace vqtest;
 using enum vqtest::Call;
 
-using Bytes = std::array<unsigned char, 16>;
-
-constexpr Bytes kCounting = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                             0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
-
 static_assert(sizeof(Vq::UUID) == 16, "sixteen bytes and no other member");
 static_assert(alignof(Vq::UUID) == alignof(unsigned long), "two words");
 static_assert(!std::is_polymorphic_v<Vq::UUID>);
@@ -34,18 +30,6 @@ static_assert(std::is_trivial_v<SimpleUUID> && std::is_standard_layout_v<SimpleU
 static_assert(std::is_convertible_v<SimpleUUID, Vq::UUID>);
 static_assert(std::is_nothrow_convertible_v<std::nullptr_t, Vq::UUID>, "of neither width");
 static_assert(std::is_same_v<decltype(SimpleUUID::bytes), unsigned char[16]>);
-
-Bytes bytesOf(const Vq::UUID& id) {
-    Bytes bytes;
-    std::memcpy(bytes.data(), &id, bytes.size());
-    return bytes;
-}
-
-Vq::UUID idOf(const Bytes& bytes) {
-    SimpleUUID simple;
-    std::ranges::copy(bytes, simple.bytes);
-    return Vq::UUID(simple);
-}
 
 /// All zero but for one byte.
 Vq::UUID idWithByte(std::size_t index, unsigned char value) {

@@ -5,6 +5,7 @@
 #include "support/Literal.h"
 #include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
+#include "support/UuidBytes.h"
 
 #include <algorithm>
 #include <array>
@@ -24,23 +25,7 @@ namespace {
 using namespace vqtest;
 using enum vqtest::Call;
 
-using Bytes = std::array<unsigned char, 16>;
-
-constexpr Bytes kCounting = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                             0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
 constexpr char kText[] = "00112233-4455-6677-8899-aabbccddeeff";
-
-Bytes bytesOf(const Vq::UUID& id) {
-    Bytes bytes;
-    std::memcpy(bytes.data(), &id, bytes.size());
-    return bytes;
-}
-
-Vq::UUID idOf(const Bytes& bytes) {
-    SimpleUUID simple;
-    std::ranges::copy(bytes, simple.bytes);
-    return Vq::UUID(simple);
-}
 
 /// Both widths have the same text form.
 template <class T> class UUIDText : public ScriptedTest {

@@ -4,7 +4,7 @@
 #include "Vq/VqCheck.h"
 #include "support/FreshProcess.h"
 #include "support/RegistryTest.h"
-#include "support/StartGate.h"
+#include "support/Threads.h"
 
 #include <atomic>
 #include <map>
@@ -297,19 +297,6 @@ TEST_F(NamedObjectsFactory, ThatThrowsThroughAnotherLeavesOneEntryForEach) {
 }
 
 // --- Threads
-
-/// Runs `work(i)` on several threads that start together.
-template <class Work> void onThreads(int count, Work work) {
-    StartGate gate(count);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            gate.wait();
-            work(i);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-}
 
 TEST_F(NamedObjectsThreads, ThatAskForOneNewNameGetOneObjectMadeOnce) {
     constexpr int kNames = 100;

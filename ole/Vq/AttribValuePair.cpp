@@ -117,7 +117,8 @@ List AttribValuePair::vecFromString(const Narrow& text, char pairSeparator, char
 }
 
 Narrow AttribValuePair::getValue(const Narrow& name, const List& list) {
-    // Reading a volatile is an effect: compilers may assume that a loop without any comes to an end.
+    // Reading a volatile is an effect: compilers may assume that a loop without any comes to an
+    // end.
     const volatile auto count = static_cast<unsigned int>(list.size());
     // 16 bits on purpose; the documentation says what that means for long lists.
     // NOLINTNEXTLINE(bugprone-too-small-loop-variable)

@@ -50,8 +50,8 @@ public:
     /// A new identifier of the platform. Throws what the platform throws.
     static UUID generate();
 
-    /// Becomes what the first `length` characters of `text` say, which must be there: 36 of the text
-    /// form, or 38 with braces around it. Anything else, null included, makes it invalid.
+    /// Becomes what the first `length` characters of `text` say, which must be there: 36 of the
+    /// text form, or 38 with braces around it. Anything else, null included, makes it invalid.
     void initFromString(const char* text, unsigned int length);
     void initFromString(const wchar_t* text, unsigned int length);
 

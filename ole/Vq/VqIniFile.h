@@ -96,8 +96,8 @@ public:
         SectionMap::const_iterator end_;
     };
 
-    /// An empty model without a path. `caseSensitive` is about section names; only assigning a whole
-    /// model changes it later.
+    /// An empty model without a path. `caseSensitive` is about section names; only assigning a
+    /// whole model changes it later.
     explicit VqIniFile(bool caseSensitive);
 
     /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'.

@@ -8,7 +8,7 @@
 /// did adds up exactly at the end.
 #pragma once
 
-#include "support/StartGate.h"
+#include "support/Threads.h"
 
 #include <cerrno>
 #include <climits>
@@ -16,8 +16,6 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -34,19 +32,6 @@ inline long stressFactor() {
         throw std::runtime_error("VQ_STRESS is no number above 0: " + std::string(text));
     }
     return factor;
-}
-
-/// Runs `work(i)` for i below `count`, each on a thread of its own. They start together.
-template <class Work> void onThreads(int count, Work work) {
-    StartGate gate(count);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            gate.wait();
-            work(i);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
 }
 
 /// Tells a number of the running test, to its reader and to its record.

@@ -103,9 +103,9 @@ public:
 
     /// Makes the `nth` call from now (1: the next) of that operation fail, in the way that the
     /// operation fails: `allocate`, `registerReclaimable`, `atomicIncrement` and everything that
-    /// returns a text, an identifier or a lock throw `std::bad_alloc`, `openFile` gives an empty handle, `read`, `write`, `size`, `commit` and
-    /// `tryAcquire` return 0, `compareAndSwap` refuses. The other operations cannot fail. Replaces an
-    /// earlier order.
+    /// returns a text, an identifier or a lock throw `std::bad_alloc`, `openFile` gives an empty
+    /// handle, `read`, `write`, `size`, `commit` and `tryAcquire` return 0, `compareAndSwap`
+    /// refuses. The other operations cannot fail. Replaces an earlier order.
     void fail(Call call, long nth = 1);
 
     /// As `fail`, and all later calls fail as well.

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Vq/VqNamedObjects.h"
-#include "support/ScriptedPlatform.h"
+#include "support/ScriptedTest.h"
 
 #include <optional>
 #include <string>
@@ -40,6 +40,7 @@ protected:
 
     RegistryTest() {
         platform().reset();
+        makeRoomForTraces();
         blocks_ = platform().memory()->liveBlocks();
         locks_ = platform().sync()->liveLocks();
         registry_.emplace("test");

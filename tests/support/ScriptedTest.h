@@ -13,6 +13,15 @@
 
 namespace vqtest {
 
+/// The framework keeps its stack of traces for good: for fixtures that count blocks, lets it grow
+/// before the count begins.
+inline void makeRoomForTraces() {
+    SCOPED_TRACE(1);
+    SCOPED_TRACE(2);
+    SCOPED_TRACE(3);
+    SCOPED_TRACE(4);
+}
+
 class ScriptedTest : public ::testing::Test {
 protected:
     ScriptedTest() {
@@ -39,14 +48,6 @@ protected:
     void mayLeaveBlocks() { checksBlocks_ = false; }
 
 private:
-    /// The framework keeps its stack of traces for good: let it grow before the count begins.
-    static void makeRoomForTraces() {
-        SCOPED_TRACE(1);
-        SCOPED_TRACE(2);
-        SCOPED_TRACE(3);
-        SCOPED_TRACE(4);
-    }
-
     bool checksBlocks_ = true;
     long blocks_ = 0;
     long locks_ = 0;
