@@ -48,7 +48,8 @@ using Message = std::unique_ptr<char[]>;
     Exception::RuntimeError failure(message.get(), file, line);
     // From here on it stays allocated on purpose, because copies of the exception share it.
     static_cast<void>(message.release());
-    throw failure; // moved: nothing that can fail comes in between
+    // Moved, so that nothing that can fail comes in between.
+    throw failure; // NOLINT(misc-throw-by-value-catch-by-reference)
 }
 
 bool shouldLog(bool forceLog) {
