@@ -147,7 +147,8 @@ TEST_F(ServiceFaults, OfALockLeaveTheOldOne) {
         return [use](const FailEach& failEach) {
             CriticalSection guard("old");
             CriticalSection other("other");
-            guard.enter();
+            CriticalSection held(guard); // a lock must not go while somebody holds it
+            held.enter();
             failEach([&] { use(guard, other); },
                      [&] {
                          EXPECT_EQ(guard.name(), "old");
@@ -155,6 +156,7 @@ TEST_F(ServiceFaults, OfALockLeaveTheOldOne) {
                          EXPECT_NE(guard.owner(), 0u);
                          EXPECT_EQ(other.owner(), 0u);
                      });
+            held.leave();
         };
     };
     using Guard = CriticalSection;
