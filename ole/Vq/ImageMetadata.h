@@ -31,16 +31,16 @@ namespace Vq {
 
 /// The application's own header defines the enumerators of this and of those below, with the same
 /// underlying type: `enum Vq::Image::Format : int { kPlanar = 7 };`
-enum FrameRate : int;
+enum VQ_EXPORT FrameRate : int;
 
 namespace Image {
 
-enum Format : int;
-enum ScanMode : int;
-enum AspectRatio : int;
-enum Polarity : int;
-enum Colorimetry : int;
-enum GamutScaling : int;
+enum VQ_EXPORT Format : int;
+enum VQ_EXPORT ScanMode : int;
+enum VQ_EXPORT AspectRatio : int;
+enum VQ_EXPORT Polarity : int;
+enum VQ_EXPORT Colorimetry : int;
+enum VQ_EXPORT GamutScaling : int;
 
 /// What applications write around a batch of records.
 VQ_EXPORT extern const LightweightString<char> kStartBatch; ///< "StartBatch"

@@ -35,7 +35,7 @@ public:
 namespace Shutdown {
 
 /// The kinds of exit. The enumerators are the application's; the library passes them through.
-enum eExitType : int;
+enum VQ_EXPORT eExitType : int;
 
 using Callback = iCallbackBase<void, eExitType>;
 
