@@ -26,17 +26,6 @@ using Vq::Exception::RuntimeError;
 using Vq::PooledObjectDebug::LoggingTraitsBase;
 using Vq::PooledObjectDebug::LoggingTraitsBase_exit;
 
-/// Does `work()`, which has to end in the library's own exception.
-template <class Work> void expectError(Work work) {
-    bool thrown = false;
-    try {
-        work();
-    } catch (const RuntimeError&) {
-        thrown = true;
-    }
-    EXPECT_TRUE(thrown);
-}
-
 // --- Memory, identifiers, versions
 
 using ServiceFaults = ScriptedTest;

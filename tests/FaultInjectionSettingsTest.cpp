@@ -12,18 +12,6 @@
 namespace {
 
 using namespace vqtest;
-using Vq::Exception::RuntimeError;
-
-/// Does `work()`, which has to end in the library's own exception.
-template <class Work> void expectError(Work work) {
-    bool thrown = false;
-    try {
-        work();
-    } catch (const RuntimeError&) {
-        thrown = true;
-    }
-    EXPECT_TRUE(thrown);
-}
 
 class SettingsFaults : public IniTest {
 protected:

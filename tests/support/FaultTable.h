@@ -10,6 +10,7 @@
 ///     expectSound(table);
 #pragma once
 
+#include "Vq/VqCheck.h"
 #include "support/FailingAllocations.h"
 
 #include <algorithm>
@@ -79,6 +80,17 @@ inline void expectSound(const FaultTable& table) {
             EXPECT_EQ(failures > 0, std::ranges::count(operation.asks, call) == 1) << call;
         }
     }
+}
+
+/// Does `work()`, which has to end in the library's own exception.
+template <class Work> void expectError(Work work) {
+    bool thrown = false;
+    try {
+        work();
+    } catch (const Vq::Exception::RuntimeError&) {
+        thrown = true;
+    }
+    EXPECT_TRUE(thrown);
 }
 
 } // namespace vqtest
