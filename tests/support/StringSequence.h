@@ -4,6 +4,10 @@
 
 #include "Vq/LightweightString.h"
 
+#include "support/MallocAllocator.h"
+#include "support/ScriptedPlatform.h"
+#include "support/StringBlock.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -24,10 +28,55 @@ public:
         const std::size_t to = choices_.below(kStrings);
         String& text = texts_[to];
         Model& model = models_[to];
-        if (model.size() > 200) return truncate(text, model, choices_.below(100));
-        switch (choices_.below(12)) {
-        case 0:
-            return share(text, model, choices_.below(kStrings));
+        const Held before = held(text);
+        if (model.size() > 200) {
+            truncate(text, model, choices_.below(100));
+        } else {
+            const unsigned int kind = choices_.below(12);
+            if (kind == 0) return share(text, model, choices_.below(kStrings));
+            if (kind == 11) return move(text, model, choices_.below(kStrings));
+            change(kind, text, model);
+        }
+        if (const char* broken = brokenBetween(before, held(text))) broken_ = broken;
+    }
+
+    /// What must hold of all strings at any time and does not; null when all is well.
+    const char* brokenProperty() const {
+        if (broken_) return broken_;
+        long blocks = 0;
+        for (std::size_t i = 0; i < kStrings; ++i) {
+            if (const char* broken = brokenProperty(texts_[i], models_[i])) return broken;
+            if ((texts_[0] < texts_[i]) != (models_[0] < models_[i]) ||
+                (texts_[0] == texts_[i]) != (models_[0] == models_[i])) {
+                return "strings compare as their texts";
+            }
+            if (isFirstOfItsSharers(i)) ++blocks;
+        }
+        const long live = platform().memory()->liveBlocks() - blocksBefore_;
+        return live == blocks ? nullptr : "the live blocks are those of the strings";
+    }
+
+private:
+    using String = LightweightString<T>;
+    using Model = MallocBasicString<T>; // whose blocks are not the platform's
+    using View = std::basic_string_view<T>;
+
+    static constexpr unsigned int kStrings = 5;
+
+    /// What a string holds, of which a change may depend.
+    struct Held {
+        const void* block;
+        unsigned int length;
+        unsigned int capacity;
+        unsigned int owners;
+    };
+
+    static Held held(const String& text) {
+        return {blockOf(text), text.length(), text.capacity(), text.useCount()};
+    }
+
+    void change(unsigned int kind, String& text, Model& model) {
+        switch (kind) {
         case 1:
             return appendOther(text, model, choices_.below(kStrings));
         case 2:
@@ -46,31 +95,32 @@ public:
             return truncate(text, model, choices_.below(10));
         case 9:
             return resize(text, model, choices_.below(40));
-        case 10:
-            return replaceOne(text, model, character());
         default:
-            return move(text, model, choices_.below(kStrings));
+            return replaceOne(text, model, character());
         }
     }
 
-    /// What must hold of all strings at any time and does not; null when all is well.
-    const char* brokenProperty() const {
-        for (std::size_t i = 0; i < kStrings; ++i) {
-            if (const char* broken = brokenProperty(texts_[i], models_[i])) return broken;
-            if ((texts_[0] < texts_[i]) != (models_[0] < models_[i]) ||
-                (texts_[0] == texts_[i]) != (models_[0] == models_[i])) {
-                return "strings compare as their texts";
-            }
+    /// The rule of capacities. That a shared text is not written in place shows in its sharers.
+    static const char* brokenBetween(const Held& before, const Held& after) {
+        if (after.length == 0) return nullptr;
+        if (after.block == before.block) {
+            return after.capacity == before.capacity ? nullptr : "a block keeps its capacity";
         }
-        return nullptr;
+        if (before.owners == 1 && after.length < before.capacity) {
+            return "the only owner with room changes in place";
+        }
+        return after.capacity == roundedCapacity(after.length) ? nullptr
+                                                               : "new capacities are rounded";
     }
 
-private:
-    using String = LightweightString<T>;
-    using Model = std::basic_string<T>;
-    using View = std::basic_string_view<T>;
-
-    static constexpr unsigned int kStrings = 5;
+    bool isFirstOfItsSharers(std::size_t i) const {
+        const void* const block = blockOf(texts_[i]);
+        if (!block) return false;
+        const auto first = std::find_if(texts_.begin(), texts_.end(), [&](const String& other) {
+            return blockOf(other) == block;
+        });
+        return first == texts_.begin() + static_cast<std::ptrdiff_t>(i);
+    }
 
     const char* brokenProperty(const String& text, const Model& model) const {
         if (View(text) != View(model)) return "the text is the model's";
@@ -104,6 +154,7 @@ private:
 
     void share(String& text, Model& model, std::size_t from) {
         text = texts_[from];
+        if (blockOf(text) != blockOf(texts_[from])) broken_ = "a copy shares the block";
         model = Model(models_[from]);
     }
 
@@ -167,12 +218,16 @@ private:
 
     void move(String& text, Model& model, std::size_t from) {
         if (&text == &texts_[from]) return;
+        const void* const block = blockOf(texts_[from]);
         text = std::move(texts_[from]);
+        if (blockOf(text) != block) broken_ = "a move takes the block along";
         model = std::move(models_[from]);
         models_[from].clear();
     }
 
     Choices& choices_;
+    const long blocksBefore_ = platform().memory()->liveBlocks();
+    const char* broken_ = nullptr;
     std::array<String, kStrings> texts_;
     std::array<Model, kStrings> models_;
 };
