@@ -77,10 +77,10 @@ template <class C> void checkSplit(const std::basic_string<C>& text, C separator
             "cutting at positions gives the fields of the model");
 }
 
-void checkPack(const std::wstring& text, wchar_t separator, wchar_t joint) {
+void checkPack(const std::wstring& text, wchar_t separator, wchar_t joint, unsigned flags) {
     Fields<wchar_t> fields;
     const LightweightString<wchar_t> source{std::wstring_view(text)};
-    Vq::splitIf(source, Vq::IsMatchingChar<wchar_t>(separator), fields, 0);
+    Vq::splitIf(source, Vq::IsMatchingChar<wchar_t>(separator), fields, flags);
     std::wstring expected;
     for (std::size_t i = 0; i < fields.size(); ++i) {
         expected += std::wstring_view(fields[i]);
@@ -99,6 +99,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view text = input.rest();
     checkSplit<char>(std::string(text), separator, flags);
     checkSplit<wchar_t>(vqfuzz::wideFor(text), vqfuzz::wideFor(separator), flags);
-    checkPack(vqfuzz::wideFor(text), vqfuzz::wideFor(separator), vqfuzz::wideFor(joint));
+    checkPack(vqfuzz::wideFor(text), vqfuzz::wideFor(separator), vqfuzz::wideFor(joint), flags);
     return 0;
 }
