@@ -1,11 +1,14 @@
 #include "OS/LinuxPlatform.h"
 #include "Vq/Platform.h"
+#include "platform/NoMoreAddressSpace.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <set>
 #include <string>
 #include <string_view>
@@ -109,6 +112,16 @@ TEST_F(LinuxApplicationName, IsCopiedFromTheCallersText) {
     setApplicationName(text.c_str());
     text = "xxxx";
     EXPECT_EQ(name(), L"mine");
+}
+
+TEST_F(LinuxApplicationName, StaysAsItWasWhereMemoryRunsOut) {
+    setApplicationName("before");
+    const std::string text(std::size_t{64} << 20, 'n');
+    {
+        const vqtest::NoMoreAddressSpace limit;
+        EXPECT_THROW(setApplicationName(text.c_str()), std::bad_alloc);
+    }
+    EXPECT_EQ(name(), L"before");
 }
 
 /// For a copy of this program that is started under another name: tells whether it knows that name.

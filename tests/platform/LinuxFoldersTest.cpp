@@ -1,8 +1,11 @@
 #include "OS/LinuxPlatform.h"
 #include "Vq/Platform.h"
+#include "platform/NoMoreAddressSpace.h"
 #include "support/StartGate.h"
 
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -127,6 +130,19 @@ TEST_F(LinuxFolders, AreCopiedFromTheCallersText) {
     setFolder(4, path.c_str());
     path = "/xxxx";
     EXPECT_EQ(folder(4), L"/four/");
+}
+
+TEST_F(LinuxFolders, StayAsTheyWereWhereMemoryRunsOut) {
+    setFolder(3, "/before");
+    const std::string path = '/' + std::string(std::size_t{64} << 20, 'n');
+    {
+        const vqtest::NoMoreAddressSpace limit;
+        EXPECT_THROW(setFolder(3, path.c_str()), std::bad_alloc);
+        EXPECT_THROW(setFolder(5, path.c_str()), std::bad_alloc);
+    }
+    EXPECT_EQ(folder(3), L"/before/");
+    setFolder(4, "/four");
+    EXPECT_EQ(folder(5), L"/four/");
 }
 
 TEST_F(LinuxFolders, MayBeSetAndReadOnSeveralThreads) {
