@@ -19,6 +19,8 @@ function(vq_target target)
     # library's own definitions; a program must be able to replace them.
     INTERPROCEDURAL_OPTIMIZATION OFF)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  # Calls of other libraries go straight through the table of addresses: one jump less.
+  target_compile_options(${target} PRIVATE -fno-plt)
   if(VQ_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${VQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -1,5 +1,6 @@
 #include "OS/LinuxMemory.h"
 
+#include "OS/LinuxHeap.h"
 #include "OS/LinuxReclaimables.h"
 
 #include <new>
@@ -7,10 +8,14 @@
 namespace Vq {
 
 void* LinuxMemory::allocate(unsigned long bytes) {
-    if (void* block = std::malloc(bytes)) [[likely]]
+    if (void* block = heapAllocate(bytes)) [[likely]]
         return block;
     if (void* block = allocateByReclaiming(bytes)) return block;
     throw std::bad_alloc();
+}
+
+void LinuxMemory::deallocate(void* block) {
+    heapFree(block);
 }
 
 void LinuxMemory::registerReclaimable(iReclaimable* object) {

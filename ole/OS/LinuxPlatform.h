@@ -11,7 +11,8 @@
 /// **Life.** Everything here works before the first and after the last static object of the
 /// process.
 ///
-/// **Memory** is that of malloc. When it runs out, the registered reclaimables are asked in the
+/// **Memory** comes from a heap of its own where the build has mimalloc (`VQ_MIMALLOC`), else from
+/// malloc, so a block goes back to this service and nowhere else. When it runs out, the registered reclaimables are asked in the
 /// order of their registration, each for all the bytes wanted whatever it estimates, until the
 /// allocation succeeds; then `std::bad_alloc` is thrown. One thread asks at a time and holds no
 /// lock meanwhile. Another thread that runs out of memory waits for its turn and tries again after

@@ -1,9 +1,9 @@
 #include "OS/LinuxReclaimables.h"
 
+#include "OS/LinuxHeap.h"
 #include "Vq/Platform.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
 #include <cxxabi.h>
 #include <new>
@@ -23,8 +23,8 @@ struct Entry {
     unsigned long serial; ///< grows from entry to entry
 };
 
-/// Made by the compiler and never destroyed. The array comes from malloc, not from the global
-/// operator new, which falls back on it.
+/// Made by the compiler and never destroyed. The array comes from the heap, not from the global
+/// operator new, which falls back on this.
 struct State {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;  ///< guards everything else
     pthread_cond_t progress = PTHREAD_COND_INITIALIZER; ///< a call or an asking is over
@@ -91,7 +91,7 @@ void growOnce(Lock& lock) {
     Entry* fresh = nullptr;
     {
         const Unlock unlocked(lock);
-        void* block = std::malloc(room * sizeof(Entry));
+        void* block = heapAllocate(room * sizeof(Entry));
         if (!block) block = allocateByReclaiming(room * sizeof(Entry));
         if (!block) throw std::bad_alloc();
         fresh = static_cast<Entry*>(block);
@@ -101,7 +101,7 @@ void growOnce(Lock& lock) {
         std::swap(fresh, state.entries);
         state.room = room;
     }
-    std::free(fresh);
+    heapFree(fresh);
 }
 
 // --- Forks. The child has only the thread that forked: an asking of another one never ends there.
@@ -181,6 +181,12 @@ void ask(iReclaimable& object, unsigned long bytes) {
     }
 }
 
+/// What was freed meanwhile may be kept in pieces that do not fit.
+void* allocateAgain(unsigned long bytes) {
+    heapTrim();
+    return heapAllocate(bytes);
+}
+
 /// As `allocateByReclaiming`, when no other thread asks.
 void* askAll(Lock& lock, unsigned long bytes) {
     const AskingTurn turn;
@@ -195,7 +201,7 @@ void* askAll(Lock& lock, unsigned long bytes) {
             ask(*object, bytes);
         }
         const Unlock unlocked(lock);
-        if (void* block = std::malloc(bytes)) return block;
+        if (void* block = allocateAgain(bytes)) return block;
     }
     return nullptr;
 }
@@ -238,12 +244,13 @@ void removeReclaimable(iReclaimable* object) {
 }
 
 void* allocateByReclaiming(unsigned long bytes) {
+    if (void* block = allocateAgain(bytes)) return block;
     Lock lock;
     if (thisThreadAsks()) return nullptr;
     while (state.asking) {
         if (!awaitProgress()) return nullptr;
         const Unlock unlocked(lock);
-        if (void* block = std::malloc(bytes)) return block;
+        if (void* block = allocateAgain(bytes)) return block;
     }
     return askAll(lock, bytes);
 }

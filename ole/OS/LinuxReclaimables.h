@@ -30,7 +30,7 @@ void addReclaimable(iReclaimable* object);
 /// is not there is ignored.
 void removeReclaimable(iReclaimable* object);
 
-/// `malloc(bytes)` with the help of the registered objects; null when even that was not enough.
+/// A block of the heap with the help of the registered objects; null when even that was not enough.
 [[nodiscard]] void* allocateByReclaiming(unsigned long bytes);
 
 } // namespace Vq
