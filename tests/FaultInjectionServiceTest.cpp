@@ -63,6 +63,12 @@ TEST_F(ServiceFaults, OfSmallThingsLeaveNothing) {
              const Vq::UUID before = id;
              failEach([&] { id = Vq::UUID::generate(); }, [&] { EXPECT_EQ(id, before); });
          }},
+        {"UUID of text",
+         {},
+         [](const FailEach& failEach) {
+             const LightweightString<wchar_t> text(L"00112233-4455-6677-8899-aabbccddeeff");
+             failEach([&] { return Vq::UUID(text).valid(); });
+         }},
         {"UUID::asString",
          {kAllocate, kAtomicIncrement},
          [](const FailEach& failEach) { failEach([] { (void)Vq::UUID().asString(); }); }},
@@ -102,6 +108,11 @@ TEST_F(ServiceFaults, OfAnExceptionComeOutInItsPlace) {
                      static_cast<Vq::Exception::Base&>(other) = error;
                  },
                  [&] { EXPECT_EQ(error.callStack_.size(), 2u); });
+         }},
+        {"LogicError",
+         {},
+         [](const FailEach& failEach) {
+             failEach([] { Vq::Exception::LogicError("m", "f", 1); });
          }},
         {"throwShort",
          {kAllocate, kAtomicIncrement, kGetCallStack},
@@ -183,7 +194,7 @@ protected:
             NamedObjectsNamespace space("space");
             space.create<int>("old", &gObject);
             const Listing before = listingOf(space);
-            failEach([&] { use(space); },
+            failEach([&] { return use(space); },
                      [&] {
                          EXPECT_EQ(listingOf(space), before);
                          EXPECT_EQ(guardOf(space).owner(), 0u);
@@ -215,6 +226,29 @@ TEST_F(RegistryFaults, OfANewNameLeaveTheRegistry) {
          })},
         {"forEach", {kAllocate}, with([](Space& space) {
              space.forEach([](const char*, const char*, bool) {});
+         })},
+    });
+}
+
+TEST_F(RegistryFaults, DoNotConcernAnOldName) {
+    using Space = NamedObjectsNamespace;
+    expectSound({
+        {"find", {}, with([](Space& space) { return space.find<int>("old") == &gObject; })},
+        {"findInfo_", {}, with([](Space& space) {
+             return space.findInfo_(typeid(int), "old") != nullptr;
+         })},
+        {"findOrCreate", {}, with([](Space& space) {
+             return space.findOrCreate<int>("old") == &gObject;
+         })},
+        {"createOrReplace", {}, with([](Space& space) { space.createOrReplace("old", &gObject); })},
+        {"remove and create", {}, with([](Space& space) {
+             space.remove<int>("old");
+             space.create("old", &gObject);
+         })},
+        {"lock", {}, with([](Space& space) {
+             const bool locked = space.lock<int>("old", true);
+             space.unlock<int>("old");
+             return locked;
          })},
     });
 }

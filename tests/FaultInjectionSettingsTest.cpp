@@ -60,6 +60,19 @@ TEST_F(SettingsFaults, LeaveTheModelAndTheFiles) {
         {"getSection", block,
          with([](VqIniFile& ini, const Wide&) { ini.getSection(Narrow("new")); })},
         {"[]", block, with([](VqIniFile& ini, const Wide&) { ini[Narrow("new")]; })},
+        {"an empty one", {}, with([](VqIniFile&, const Wide&) { const VqIniFile ini(true); })},
+        {"questions", {}, with([](VqIniFile& ini, const Wide&) {
+             const Narrow& name = VqIniFile::kAnonymousSection();
+             return !ini.sectionExists(name) && std::as_const(ini).getSection(name).empty() &&
+                    std::as_const(ini)[name].empty() && ini.getNumSections() == 2;
+         })},
+        {"findBeginsWith", {}, with([](VqIniFile& ini, const Wide&) {
+             auto& section = *ini.getSectionIterator();
+             return VqIniFile::findBeginsWith({}, section, true, section.end()) == section.begin();
+         })},
+        {"removeSection", {}, with([](VqIniFile& ini, const Wide&) {
+             ini.removeSection(VqIniFile::kAnonymousSection());
+         })},
         {"the name at an iterator", {kAtomicIncrement}, with([](VqIniFile& ini, const Wide&) {
              (void)ini.getSectionIterator().name();
              (void)std::as_const(ini).getSectionIterator().name();

@@ -304,6 +304,16 @@ TEST_F(TextFaults, OfNumbersAndWordsLeaveTheText) {
         {"WStringFromFloat",
          {kAllocate, kAtomicIncrement, kWideFromAscii},
          [](const FailEach& f) { f([] { Vq::WStringFromFloat(.5, 3, true); }); }},
+        {"numbers from text",
+         {},
+         [](const FailEach& f) {
+             const Wide wide(L"12");
+             const Narrow narrow("1.5");
+             f([&] {
+                 return Vq::IntFromWString(wide, 0) == 12 && Vq::Int64FromWString(wide, 0) == 12 &&
+                        Vq::FloatFromWString(wide, 0) == 12 && asDouble(narrow) == 1.5;
+             });
+         }},
         {">>", block,
          [](const FailEach& f) {
              Narrow text("Ab  ");
