@@ -5,6 +5,7 @@
 #include "OS/LinuxFileSystem.h"
 #include "OS/LinuxFolders.h"
 #include "OS/LinuxMemory.h"
+#include "OS/LinuxPlatformObject.h"
 #include "OS/LinuxSync.h"
 #include "OS/LinuxSystemUtils.h"
 #include "OS/NeverDestroyed.h"
@@ -39,8 +40,12 @@ constexpr NeverDestroyed<LinuxPlatform> platform;
 
 } // namespace
 
+iPlatform* linuxPlatformObject() {
+    return &platform.get();
+}
+
 } // namespace Vq
 
 iPlatform* linuxPlatform() {
-    return &Vq::platform.get();
+    return Vq::linuxPlatformObject();
 }
