@@ -7,6 +7,7 @@
 #include "support/FreshProcess.h"
 #include "support/IniTest.h"
 
+#include <string>
 #include <utility>
 
 namespace {
@@ -183,6 +184,33 @@ TEST_F(SettingsFaults, LeaveThePathOfTheModel) {
     expectPathKept([&](VqIniFile& ini) { return ini.load(other, '\n'); });
     expectPathKept([&](VqIniFile& ini) { return ini.save(other); });
     expectPathKept([&](VqIniFile& ini) { return ini.saveAll(other); });
+}
+
+TEST_F(SettingsFaults, OfPowerLeaveTheOldFileUntilTheNewOneIsCommitted) {
+    const Wide path(kPath);
+    VqIniFile ini = loaded(kLong);
+    ASSERT_TRUE(ini.saveAll(path));
+    const std::string whole(files().content(kPath));
+    for (const Call call : {kWrite, kCommit}) {
+        int lost = 0;
+        for (bool isLost = true; isLost; lost += isLost ? 1 : 0) {
+            files().put(kPath, "old");
+            int callsLeft = lost;
+            isLost = false;
+            auto losePower = [&] {
+                if (callsLeft-- != 0) return;
+                files().losePower();
+                isLost = true;
+            };
+            calls().intercept(call, losePower);
+            (void)ini.saveAll(path);
+            calls().reset();
+            EXPECT_EQ(files().content(kPath), isLost ? "old" : whole) << call << ' ' << lost;
+        }
+        EXPECT_GE(lost, 1) << call;
+        files().losePower();
+        EXPECT_EQ(files().content(kPath), whole) << "it was committed";
+    }
 }
 
 TEST(AnonymousSectionFaults, LeaveItToTheNextCallToMakeTheName) {
