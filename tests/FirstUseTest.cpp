@@ -1,6 +1,8 @@
 // Everything that the library makes when it is first asked for, asked for by many threads at once,
 // each time in a process where nobody has asked before.
 
+#include "OS/LinuxPlatform.h"
+#include "Vq/PoolLog.h"
 #include "Vq/System.h"
 #include "Vq/VqCheck.h"
 #include "Vq/VqIniFile.h"
@@ -8,6 +10,7 @@
 
 #include "support/CapturedOutput.h"
 #include "support/FreshProcess.h"
+#include "support/PoolLogTest.h"
 #include "support/ScriptedTest.h"
 #include "support/Threads.h"
 
@@ -111,6 +114,36 @@ TEST(FirstUse, OfTimedLinesSetsTheZeroPoint) {
         std::string expected;
         for (int i = 0; i < kThreads; ++i) expected += "0.000    : line\n";
         EXPECT_EQ(output.text(), expected + "1.500    : later\n");
+    });
+}
+
+TEST(FirstUse, OfThePoolLogWritesOneHeader) {
+    inFreshProcess([] {
+        const PoolLogFolder file;
+        answersOf([] {
+            Vq::PooledObjectDebug::LoggingTraitsBase("pool").dump(); // and once more when it goes
+            return 0;
+        });
+        const std::string text = file.text();
+        EXPECT_EQ(text.find(kPoolLogDashes), 0u);
+        EXPECT_EQ(text.rfind(kPoolLogDashes), 0u);
+        std::string lines;
+        for (int i = 0; i < 2 * kThreads; ++i) lines += quietLine("pool", 0);
+        EXPECT_EQ(text.substr(kPoolLogHeaderSize), lines);
+    });
+}
+
+TEST(FirstUse, OfThePlatformTellsTheThreadsApart) {
+    inFreshProcess([] {
+        StartGate allHaveAsked(kThreads); // so that no thread takes the number of one that is gone
+        std::vector<unsigned int> ids(kThreads);
+        onThreads(kThreads, [&](int i) {
+            ids[static_cast<std::size_t>(i)] = linuxPlatform()->sync()->currentThreadId();
+            allHaveAsked.wait();
+        });
+        std::sort(ids.begin(), ids.end());
+        EXPECT_NE(ids.front(), 0u);
+        EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
     });
 }
 
