@@ -13,6 +13,9 @@
 #include <string>
 #include <string_view>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace vqtest;
@@ -113,14 +116,37 @@ protected:
     TemporaryFolder folder_;
 };
 
-TEST_F(PlatformFileFaults, OfOpeningLeaveTheFileAndNoDescriptor) {
-    expectSound({{"to read", {kAllocate, kAtomicIncrement}, opening(path(kName), 1, 0, 1)}});
+TEST_F(PlatformFileFaults, LeaveTheFileAndNoDescriptor) {
+    const std::vector<Call> block = {kAllocate, kAtomicIncrement};
     std::filesystem::create_symlink(kName, folder_ / "link");
-    for (const char* name : {kName, "link", "new"}) {
-        int failures = 0;
-        opening(path(name), 2, 3, 0)(FailEach(kAllocate, failures));
-        EXPECT_GT(failures, 0) << name;
+    expectSound({
+        {"to read", block, opening(path(kName), 1, 0, 1)},
+        {"to replace", block, opening(path(kName), 2, 3, 0)},
+        {"to replace through a link", block, opening(path("link"), 2, 3, 0)},
+    });
+}
+
+TEST_F(PlatformFileFaults, OfWritingInPlaceLeaveTheOldContent) {
+    // An open file that lies in no folder any more: nothing can take its place.
+    const int descriptor = open((folder_ / kName).c_str(), O_RDWR | O_CLOEXEC);
+    std::filesystem::remove(folder_ / kName);
+    const Wide path = fromUTF8(("/proc/self/fd/" + std::to_string(descriptor)).c_str());
+    for (const Call call : {kAllocate, kAtomicIncrement}) {
+        ASSERT_EQ(pwrite(descriptor, "old", 3, 0), 3);
+        const long descriptors = openDescriptors();
+        EXPECT_GT(
+            forEachFailure(
+                call,
+                [&] { EXPECT_TRUE(linuxPlatform()->fileSystem()->openFile(path, 2, 3, 0, 0)); },
+                [&] {
+                    char content[4] = "";
+                    EXPECT_EQ(pread(descriptor, content, 3, 0), 3) << call;
+                    EXPECT_STREQ(content, "old") << call;
+                    EXPECT_EQ(openDescriptors(), descriptors);
+                }),
+            0);
     }
+    close(descriptor);
 }
 
 } // namespace

@@ -17,11 +17,13 @@ public:
     ~LinuxInPlaceFile() override { release(); }
 
 private:
+    bool begin() noexcept override;
     int target() const noexcept override { return descriptor_.number(); }
     bool publish() noexcept override;
     void discard() noexcept override {}
 
     LinuxDescriptor descriptor_;
+    const Kind kind_;
 };
 
 /// Opens `path`, which exists, and empties it when it is a regular file; an empty handle when it

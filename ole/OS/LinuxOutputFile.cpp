@@ -6,6 +6,13 @@
 
 namespace Vq {
 
+Vq::Ptr<iFile> LinuxOutputFile::handOut(LinuxOutputFile* file) {
+    Vq::Ptr<LinuxOutputFile> made(file);
+    if (!made->begin()) return nullptr;
+    made->state_ = State::kTaking;
+    return made;
+}
+
 int LinuxOutputFile::read(void* /*buffer*/, unsigned int /*byteCount*/) {
     return 0;
 }

@@ -12,6 +12,7 @@ namespace Vq {
 /// derived class.
 ///
 ///     state       write                        commit                        last handle gone
+///     new         -                            -                             nothing to do
 ///     taking      1; 0 and on to failed        1 and on to committed; 0      as commit
 ///                                              and on to failed
 ///     committed   0 and on to failed           1                             nothing to do
@@ -21,6 +22,10 @@ namespace Vq {
 /// buffer. A write after `commit` is refused, as it could not be part of what was committed.
 class LinuxOutputFile : public iFile {
 public:
+    /// Gives a new file its first handle and begins it. When either fails (the first with an
+    /// exception, the second with an empty handle) nothing has happened to the file's target.
+    static Vq::Ptr<iFile> handOut(LinuxOutputFile* file);
+
     /// Refused: 0.
     int read(void* buffer, unsigned int byteCount) override;
 
@@ -39,6 +44,9 @@ protected:
     /// What the destructor of a derived class does first, while the operations below still work.
     void release() noexcept;
 
+    /// Readies the target for the first byte; false when that failed.
+    virtual bool begin() noexcept { return true; }
+
     /// The descriptor that bytes are written to.
     virtual int target() const noexcept = 0;
 
@@ -49,7 +57,7 @@ protected:
     virtual void discard() noexcept = 0;
 
 private:
-    enum class State { kTaking, kCommitted, kFailed };
+    enum class State { kNew, kTaking, kCommitted, kFailed };
 
     bool put(const char* bytes, std::size_t length) noexcept;
     bool flush() noexcept;
@@ -57,7 +65,7 @@ private:
     void fail() noexcept;
 
     const Buffering buffering_;
-    State state_ = State::kTaking;
+    State state_ = State::kNew;
     unsigned long taken_ = 0;
     std::size_t buffered_ = 0;
     std::array<char, 8192> buffer_;

@@ -38,7 +38,7 @@ Vq::Ptr<iFile> openReplacement(const std::string& path, const struct stat* old, 
         reason = errno;
         return nullptr;
     }
-    return new LinuxReplacingFile(std::move(temporary), nameIn(path));
+    return LinuxOutputFile::handOut(new LinuxReplacingFile(std::move(temporary), nameIn(path)));
 }
 
 Vq::Ptr<iFile> openNew(const char* path) {
