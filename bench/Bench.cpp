@@ -60,6 +60,9 @@ void require(bool right, const char* what) {
 int main(int argc, char** argv) {
     const vqbench::SecondThread second;
     benchmark::Initialize(&argc, argv);
+#ifdef VQ_ABSENT_PEERS
+    benchmark::AddCustomContext("absent_peers", VQ_ABSENT_PEERS);
+#endif
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
