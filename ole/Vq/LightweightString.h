@@ -72,9 +72,8 @@ public:
     LightweightString(const T* text, unsigned int n) { append(text, n); }
 
     /// A copy of all of `text`, zero characters included.
-    explicit LightweightString(std::basic_string_view<T> text) {
-        if (!text.empty()) block_ = makeBlock({text});
-    }
+    explicit LightweightString(std::basic_string_view<T> text)
+        : block_(text.empty() ? Block() : copyOf(text)) {}
 
     /// A string of `n` characters that the caller then writes through `data()`; only the terminator
     /// is set. One allocation, of the rounded capacity.
@@ -86,11 +85,14 @@ public:
 
     /// All characters of all `parts`, one behind the other: one allocation, no sharing.
     static LightweightString concat(std::initializer_list<std::basic_string_view<T>> parts) {
-        LightweightString joined;
+        std::size_t length = 0;
+        for (std::basic_string_view<T> part : parts) length += part.size();
+        LightweightString joined = withLength(length);
+        T* to = joined.data();
         for (std::basic_string_view<T> part : parts) {
-            if (part.empty()) continue;
-            joined.block_ = makeBlock(parts);
-            break;
+            if (part.empty()) continue; // perhaps into no block at all
+            Traits::copy(to, part.data(), part.size());
+            to += part.size();
         }
         return joined;
     }
@@ -158,7 +160,7 @@ public:
 
     /// As `data()`, after moving a shared text to a block of its own.
     T* unshare() {
-        if (block_ && !isSoleOwner()) block_ = makeBlock({*this});
+        if (block_ && !isSoleOwner()) block_ = copyOf(*this);
         return data();
     }
 
@@ -185,7 +187,7 @@ public:
         } else if (fits(n)) {
             setLength(n);
         } else {
-            block_ = makeBlock({{c_str(), n}});
+            block_ = copyOf({c_str(), n});
         }
         return *this;
     }
@@ -199,7 +201,7 @@ public:
             Traits::move(block_->characters_, source.data(), source.size());
             setLength(static_cast<unsigned int>(source.size()));
         } else {
-            block_ = makeBlock({source});
+            block_ = copyOf(source);
         }
         return *this;
     }
@@ -228,10 +230,12 @@ public:
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
         if (c == T()) return *this;
-        const std::size_t newLength = std::size_t{length()} + 1;
-        if (!fits(newLength)) return append(std::basic_string_view<T>(&c, 1));
-        block_->characters_[newLength - 1] = c;
-        setLength(static_cast<unsigned int>(newLength));
+        const unsigned int oldLength = length();
+        if (!fits(std::size_t{oldLength} + 1)) return appendAnew({&c, 1}, 0);
+        block_->length_ = oldLength + 1;
+        T* const end = block_->characters_ + oldLength; // once: a store to it may be to anything
+        end[0] = c;
+        end[1] = T();
         return *this;
     }
 
@@ -294,19 +298,10 @@ private:
         return Block(::new (impl) Impl{characters, static_cast<unsigned int>(length), capacity, 0});
     }
 
-    /// A block of rounded capacity that holds all `parts`, then `zeros` zero characters.
-    static Block makeBlock(std::initializer_list<std::basic_string_view<T>> parts,
-                           std::size_t zeros = 0) {
-        std::size_t length = zeros;
-        for (std::basic_string_view<T> part : parts) length += part.size();
-        const unsigned int capacity = roundedCapacity(length);
-        Block block = makeBlock(length, capacity);
-        T* to = block->characters_;
-        for (std::basic_string_view<T> part : parts) {
-            Traits::copy(to, part.data(), part.size());
-            to += part.size();
-        }
-        Traits::assign(to, zeros, T());
+    /// A block of rounded capacity that holds `text`.
+    static Block copyOf(std::basic_string_view<T> text) {
+        Block block = makeBlock(text.size(), roundedCapacity(text.size()));
+        Traits::copy(block->characters_, text.data(), text.size());
         return block;
     }
 
@@ -314,16 +309,27 @@ private:
         const std::size_t added = text.size() + zeros;
         if (added == 0) return *this;
         const std::size_t newLength = length() + added;
-        if (fits(newLength)) {
-            // The source may lie in this very block, but then it ends where the new characters
-            // start.
-            T* to = block_->characters_ + block_->length_;
-            Traits::copy(to, text.data(), text.size());
-            Traits::assign(to + text.size(), zeros, T());
-            setLength(static_cast<unsigned int>(newLength));
-        } else {
-            block_ = makeBlock({*this, text}, zeros);
-        }
+        if (!fits(newLength)) return appendAnew(text, zeros);
+        // The source may lie in this very block, but then it ends where the new characters start.
+        T* to = block_->characters_ + block_->length_;
+        Traits::copy(to, text.data(), text.size());
+        if (zeros != 0) Traits::assign(to + text.size(), zeros, T());
+        setLength(static_cast<unsigned int>(newLength));
+        return *this;
+    }
+
+    /// What `appendPadded` does when it cannot be done in place. Apart, so that the short way is
+    /// short enough to be inlined.
+    [[gnu::noinline]] LightweightString& appendAnew(std::basic_string_view<T> text,
+                                                    std::size_t zeros) {
+        const std::basic_string_view<T> before = *this;
+        const std::size_t newLength = before.size() + text.size() + zeros;
+        Block block = makeBlock(newLength, roundedCapacity(newLength));
+        T* to = block->characters_;
+        Traits::copy(to, before.data(), before.size());
+        Traits::copy(to + before.size(), text.data(), text.size());
+        Traits::assign(to + before.size() + text.size(), zeros, T());
+        block_ = std::move(block);
         return *this;
     }
 
