@@ -1,8 +1,9 @@
 #include "Vq/AttribValuePair.h"
 
 #include "Vq/String.h"
-#include "Vq/StringSplit.h"
+#include "Vq/detail/PairText.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -15,6 +16,7 @@ namespace Vq {
 using Narrow = LightweightString<char>;
 using Wide = LightweightString<wchar_t>;
 using List = LightweightVector<AttribValuePair>;
+using detail::PairText;
 
 namespace {
 
@@ -31,12 +33,9 @@ AttribValuePair::AttribValuePair(const Wide& name, const Wide& value, char separ
     : AttribValuePair(toUTF8(name), toUTF8(value), separator) {}
 
 AttribValuePair::AttribValuePair(const Narrow& text, char separator) : text_(text) {
-    const std::string_view searched = text_.c_str();
-    const std::size_t position = searched.find(separator);
-    if (position == searched.npos) return;
-    const std::string_view whole = text_;
-    name_ = Narrow(whole.substr(0, position));
-    value_ = Narrow(whole.substr(position + 1));
+    const PairText parts(text_, separator);
+    name_ = Narrow(parts.name());
+    value_ = Narrow(parts.value());
 }
 
 AttribValuePair& AttribValuePair::operator=(const AttribValuePair& other) {
@@ -92,11 +91,41 @@ Wide AttribValuePair::asWString(char separator) const {
     return WStringFromAscii(asString(separator).c_str());
 }
 
+namespace {
+
+// Characters that the pair prints as.
+std::size_t printedLength(const AttribValuePair& pair, char separator) {
+    if (pair.form() != AttribValuePair::kPartsOnly) return pair.text().length();
+    return std::size_t{pair.name().length()} + (separator != '\0' ? 1 : 0) + pair.value().length();
+}
+
+char* copyTo(char* to, std::string_view text) {
+    return std::copy(text.begin(), text.end(), to);
+}
+
+char* printTo(char* to, const AttribValuePair& pair, char separator) {
+    if (pair.form() != AttribValuePair::kPartsOnly) return copyTo(to, pair.text());
+    to = copyTo(to, pair.name());
+    if (separator != '\0') *to++ = separator;
+    return copyTo(to, pair.value());
+}
+
+} // namespace
+
+// Measured first, so that one block is allocated.
 Narrow AttribValuePair::asString(const List& list, char pairSeparator, char listSeparator) {
-    Narrow printed;
+    std::size_t length = 0;
     for (std::size_t i = 0; i < list.size(); ++i) {
-        printed += list[i].asString(pairSeparator);
-        if (i + 1 < list.size() && !printed.empty()) printed.push_back(listSeparator);
+        length += printedLength(list[i], pairSeparator);
+        if (i + 1 < list.size() && length != 0 && listSeparator != '\0') ++length;
+    }
+
+    Narrow printed = Narrow::withLength(length);
+    char* const begin = printed.data();
+    char* to = begin;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        to = printTo(to, list[i], pairSeparator);
+        if (i + 1 < list.size() && to != begin && listSeparator != '\0') *to++ = listSeparator;
     }
     return printed;
 }
@@ -106,14 +135,27 @@ Wide AttribValuePair::asWString(const List& list, char pairSeparator, char listS
 }
 
 List AttribValuePair::vecFromString(const Narrow& text, char pairSeparator, char listSeparator) {
-    StringToVec<Narrow>::VecT fields;
-    splitIf(text, IsMatchingChar<char>(listSeparator), fields, 0);
-    List list;
-    for (const Narrow& field : fields) {
-        const AttribValuePair pair(field, pairSeparator);
-        if (pair.valid()) list.push_back(pair);
-    }
-    return list;
+    const std::string_view whole = text;
+    // Fields that are empty, at an end or in between, are dropped like all that are not valid.
+    const auto forEachValid = [&](auto use) {
+        for (std::size_t start = 0; start < whole.size();) {
+            const std::size_t end = std::min(whole.find(listSeparator, start), whole.size());
+            const PairText field(whole.substr(start, end - start), pairSeparator);
+            if (field.isValid()) use(field);
+            start = end + 1;
+        }
+    };
+    std::size_t count = 0;
+    forEachValid([&](const PairText& /*field*/) { ++count; });
+
+    std::vector<AttribValuePair> pairs;
+    pairs.reserve(count);
+    forEachValid([&](const PairText& field) {
+        // The one field of a text without separators shares its block.
+        const bool isWhole = field.whole.size() == whole.size();
+        pairs.push_back(isWhole ? field.pair(text) : field.pair());
+    });
+    return List(std::move(pairs));
 }
 
 Narrow AttribValuePair::getValue(const Narrow& name, const List& list) {

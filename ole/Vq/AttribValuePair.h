@@ -17,7 +17,13 @@
 #include "Vq/LightweightString.h"
 #include "Vq/LightweightVector.h"
 
+#include <utility>
+
 namespace Vq {
+
+namespace detail {
+struct PairText;
+}
 
 /// One setting: its whole text, and the two parts around the separator.
 class VQ_EXPORT AttribValuePair {
@@ -108,6 +114,14 @@ public:
                                                const LightweightVector<AttribValuePair>& list);
 
 private:
+    friend struct detail::PairText;
+
+    // Form 0 of strings that agree. Not for clients.
+    __attribute__((visibility("hidden")))
+    AttribValuePair(LightweightString<char>&& text, LightweightString<char>&& name,
+                    LightweightString<char>&& value) noexcept
+        : text_(std::move(text)), name_(std::move(name)), value_(std::move(value)) {}
+
     bool samePartsAs(const AttribValuePair& other) const;
 
     Form form_ = kTextAndParts;

@@ -11,6 +11,7 @@
 #include "Vq/RefCount.h"
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 /// A shared list. Unlike a string it is **not** copy-on-write: copies go on sharing their elements,
@@ -22,6 +23,11 @@ public:
 
     /// An empty list that shares with nobody.
     LightweightVector() : elements_(new std::vector<T>) {}
+
+    /// A list of these elements that shares with nobody.
+    explicit LightweightVector(std::vector<T>&& elements)
+        : elements_(new std::vector<T>(std::move(elements))) {}
+
     LightweightVector(const LightweightVector&) = default;
     LightweightVector& operator=(const LightweightVector&) = default;
     ~LightweightVector() override = default;

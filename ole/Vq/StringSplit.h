@@ -151,27 +151,30 @@ VQ_EXPORT LightweightString<wchar_t> pack(
 /// first, so "dir/sub/" gives "sub"; "/" and the empty path give the empty string.
 VQ_EXPORT LightweightString<wchar_t> splitFilename(const LightweightString<wchar_t>& path);
 
+// Between plain characters the same results come from code that looks at several of them at a time.
+template <>
+VQ_EXPORT void findSeparators(const LightweightString<char>& text, IsMatchingChar<char> sep,
+                              std::vector<int>& positions, unsigned int flags);
+template <>
+VQ_EXPORT void findSeparators(const LightweightString<wchar_t>& text, IsMatchingChar<wchar_t> sep,
+                              std::vector<int>& positions, unsigned int flags);
+template <>
+VQ_EXPORT unsigned int splitIf(const LightweightString<char>& text, IsMatchingChar<char> sep,
+                               StringToVec<LightweightString<char>>::VecT& out, unsigned int flags);
+template <>
+VQ_EXPORT unsigned int splitIf(const LightweightString<wchar_t>& text, IsMatchingChar<wchar_t> sep,
+                               StringToVec<LightweightString<wchar_t>>::VecT& out,
+                               unsigned int flags);
+
 VQ_EXPORTED_INSTANTIATION(class IsMatchingChar<char>);
 VQ_EXPORTED_INSTANTIATION(class SplitOutputBuilder<LightweightString<char>>);
-VQ_EXPORTED_INSTANTIATION(void findSeparators(const LightweightString<char>&, IsMatchingChar<char>,
-                                              std::vector<int>&, unsigned int));
 VQ_EXPORTED_INSTANTIATION(
     void convertIndicesToSubStrings(const LightweightString<char>&, const std::vector<int>&,
                                     SplitOutputBuilder<LightweightString<char>>&, unsigned int));
-VQ_EXPORTED_INSTANTIATION(unsigned int splitIf(const LightweightString<char>&, IsMatchingChar<char>,
-                                               StringToVec<LightweightString<char>>::VecT&,
-                                               unsigned int));
 VQ_EXPORTED_INSTANTIATION(class IsMatchingChar<wchar_t>);
 VQ_EXPORTED_INSTANTIATION(class SplitOutputBuilder<LightweightString<wchar_t>>);
-VQ_EXPORTED_INSTANTIATION(void findSeparators(const LightweightString<wchar_t>&,
-                                              IsMatchingChar<wchar_t>, std::vector<int>&,
-                                              unsigned int));
 VQ_EXPORTED_INSTANTIATION(
     void convertIndicesToSubStrings(const LightweightString<wchar_t>&, const std::vector<int>&,
                                     SplitOutputBuilder<LightweightString<wchar_t>>&, unsigned int));
-VQ_EXPORTED_INSTANTIATION(unsigned int splitIf(const LightweightString<wchar_t>&,
-                                               IsMatchingChar<wchar_t>,
-                                               StringToVec<LightweightString<wchar_t>>::VecT&,
-                                               unsigned int));
 
 } // namespace Vq

@@ -4,6 +4,7 @@
 #include "Vq/String.h"
 #include "Vq/VqCheck.h"
 #include "Vq/detail/Everlasting.h"
+#include "Vq/detail/PairText.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -17,13 +18,11 @@
 
 #include <cstring>
 
-template unsigned long Vq::StringManip::splitBuffer<SectionsBuildingOutputIterator>(
-    SectionsBuildingOutputIterator, const char*, unsigned long, char);
-
 using Narrow = LightweightString<char>;
 using Wide = LightweightString<wchar_t>;
 using Vq::AttribValuePair;
 using Vq::detail::Everlasting;
+using Vq::detail::PairText;
 
 bool VqIniFile_Private::StringLT_Fancy::operator()(const Narrow& a,
                                                    const Narrow& b) const noexcept {
@@ -227,33 +226,72 @@ VqIniFile::Section::const_iterator VqIniFile::findContains(const Narrow& /*text*
 
 // --- Loading
 
+namespace {
+
+// `isprint` in the current locale, which is asked for once.
+class Printable {
+public:
+    bool operator()(char c) const {
+        return (classes_[static_cast<unsigned char>(c)] & _ISprint) != 0;
+    }
+
+private:
+    const unsigned short* classes_ = *__ctype_b_loc();
+};
+
+std::string_view withoutUnprintableEnd(std::string_view bytes, Printable isPrintable) {
+    while (!bytes.empty() && !isPrintable(bytes.back())) bytes.remove_suffix(1);
+    return bytes;
+}
+
+// How many come before the first that is printable or `separator`.
+std::size_t unprintableStart(std::string_view bytes, char separator, Printable isPrintable) {
+    std::size_t count = 0;
+    while (count < bytes.size() && bytes[count] != separator && !isPrintable(bytes[count])) ++count;
+    return count;
+}
+
+} // namespace
+
 unsigned long Vq::StringManip::lengthWithoutUnprintableEnd(const char* bytes, unsigned long size) {
-    while (size > 0 && !isprint(static_cast<unsigned char>(bytes[size - 1]))) --size;
-    return size;
+    return withoutUnprintableEnd({bytes, size}, Printable()).size();
 }
 
 unsigned long Vq::StringManip::countUnprintable(const char* bytes, unsigned long size,
                                                 char separator) {
-    unsigned long count = 0;
-    while (count < size && bytes[count] != separator &&
-           !isprint(static_cast<unsigned char>(bytes[count]))) {
-        ++count;
-    }
-    return count;
+    return unprintableStart({bytes, size}, separator, Printable());
 }
 
 namespace {
 
+// Without the spaces at both ends; nothing of a line that is blank.
+std::string_view trimmed(std::string_view line) {
+    const std::size_t first = line.find_first_not_of(' ');
+    if (first == line.npos) return {};
+    return line.substr(first, line.find_last_not_of(' ') + 1 - first);
+}
+
+bool isHeader(std::string_view trimmedLine) {
+    return trimmedLine.size() >= 2 && trimmedLine.front() == '[' && trimmedLine.back() == ']';
+}
+
+std::string_view nameIn(std::string_view header) {
+    return header.substr(1, header.size() - 2);
+}
+
 // A missing section comes with its first pair, so that it is never there without one.
-void append(VqIniFile::SectionMap& sections, const Narrow& name, AttribValuePair pair) {
-    const auto found = sections.find(name);
-    if (found != sections.end()) {
+VqIniFile::Section& append(VqIniFile::SectionMap& sections, const Narrow& name,
+                           AttribValuePair&& pair) {
+    // In a file that was saved each section comes behind the last.
+    const bool isLast = !sections.empty() && sections.key_comp()(sections.rbegin()->first, name);
+    const auto found = isLast ? sections.end() : sections.lower_bound(name);
+    if (found != sections.end() && !sections.key_comp()(name, found->first)) {
         found->second.push_back(std::move(pair));
-    } else {
-        VqIniFile::Section section;
-        section.push_back(std::move(pair));
-        sections.emplace(name, std::move(section));
+        return found->second;
     }
+    VqIniFile::Section section;
+    section.push_back(std::move(pair));
+    return sections.emplace_hint(found, name, std::move(section))->second;
 }
 
 } // namespace
@@ -262,20 +300,62 @@ SectionsBuildingOutputIterator::SectionsBuildingOutputIterator(VqIniFile::Sectio
     : sections_(sections), section_(VqIniFile::kAnonymousSection()) {}
 
 SectionsBuildingOutputIterator& SectionsBuildingOutputIterator::operator=(Narrow line) {
-    if (isEssentiallyEmpty(line)) return *this;
-    trimTrailingSpaces(line);
-    std::string_view text = line;
-    const std::size_t leadingSpaces = text.find_first_not_of(' ');
-    if (leadingSpaces != 0) {
-        line = Narrow(text.substr(leadingSpaces));
-        text = line;
-    }
-    if (text.size() >= 2 && text.front() == '[' && text.back() == ']') {
-        section_ = Narrow(text.substr(1, text.size() - 2));
+    const std::string_view text = trimmed(line);
+    if (text.empty()) return *this;
+    if (isHeader(text)) {
+        section_ = Narrow(nameIn(text));
     } else {
-        append(*sections_, section_, AttribValuePair(line, '='));
+        const PairText pair(text, '=');
+        const bool isWhole = text.size() == line.length();
+        append(*sections_, section_, isWhole ? pair.pair(std::move(line)) : pair.pair());
     }
     return *this;
+}
+
+// Takes the lines of one buffer in place of the sink.
+class VqIniFile_Private::SectionFiller {
+public:
+    explicit SectionFiller(SectionsBuildingOutputIterator&& sink)
+        : sections_(*sink.sections_), name_(std::move(sink.section_)) {}
+
+    void take(std::string_view line) {
+        line = trimmed(line);
+        if (line.empty()) return;
+        if (isHeader(line)) {
+            name_ = Narrow(nameIn(line));
+            section_ = nullptr;
+            return;
+        }
+        AttribValuePair pair = PairText(line, '=').pair();
+        if (section_) {
+            section_->push_back(std::move(pair));
+        } else {
+            section_ = &append(sections_, name_, std::move(pair));
+        }
+    }
+
+private:
+    VqIniFile::SectionMap& sections_;
+    Narrow name_;
+    VqIniFile::Section* section_ = nullptr; ///< of that name; null until it has been looked for
+};
+
+template <>
+unsigned long Vq::StringManip::splitBuffer(SectionsBuildingOutputIterator out, const char* buffer,
+                                           unsigned long size, char separator) {
+    VqIniFile_Private::SectionFiller filler(std::move(out));
+    const Printable isPrintable;
+    unsigned long lines = 0;
+    std::string_view rest(buffer, size);
+    while (!rest.empty()) {
+        const std::size_t found = rest.find(separator);
+        const std::size_t next = found == rest.npos ? rest.size() : found + 1;
+        filler.take(withoutUnprintableEnd(rest.substr(0, next), isPrintable));
+        ++lines;
+        rest.remove_prefix(next);
+        rest.remove_prefix(unprintableStart(rest, separator, isPrintable));
+    }
+    return lines;
 }
 
 // The path of the model is as before when `action` throws, like everything else about it.
@@ -312,6 +392,10 @@ bool VqIniFile::loadFrom(const Wide& path, char lineSeparator) {
 
 // Everything that can fail comes first, so that a load is there whole or not at all.
 void VqIniFile::absorb(SectionMap& added) {
+    if (sections_.empty()) {
+        sections_.swap(added);
+        return;
+    }
     for (const auto& [name, pairs] : added) {
         const auto found = sections_.find(name);
         if (found != sections_.end()) found->second.reserve(found->second.size() + pairs.size());

@@ -45,6 +45,8 @@ private:
     bool caseSensitive_;
 };
 
+class SectionFiller;
+
 } // namespace VqIniFile_Private
 
 /// The model. What its operations return by reference lives until the section is removed or the
@@ -211,6 +213,8 @@ public:
     SectionsBuildingOutputIterator& operator=(const SectionsBuildingOutputIterator&) = default;
 
 private:
+    friend class VqIniFile_Private::SectionFiller;
+
     VqIniFile::SectionMap* sections_;
     LightweightString<char> section_;
 };
@@ -247,7 +251,10 @@ VQ_EXPORT unsigned long splitBuffer(Sink out, const char* buffer, unsigned long 
     return lines;
 }
 
-VQ_EXPORTED_INSTANTIATION(unsigned long splitBuffer<SectionsBuildingOutputIterator>(
-    SectionsBuildingOutputIterator, const char*, unsigned long, char));
+// The same, where it looks a section up once per header and makes no string that the map does not
+// keep.
+template <>
+VQ_EXPORT unsigned long splitBuffer(SectionsBuildingOutputIterator out, const char* buffer,
+                                    unsigned long size, char separator);
 
 } // namespace Vq::StringManip
