@@ -212,12 +212,20 @@ public:
     LightweightString& append(const T* text, unsigned int n) {
         if (!text || n == 0) return *this;
         const T* terminator = Traits::find(text, n, T());
-        const std::size_t copied = terminator ? static_cast<std::size_t>(terminator - text) : n;
+        if (!terminator) return append(std::basic_string_view<T>(text, n));
+        const auto copied = static_cast<std::size_t>(terminator - text);
         return appendPadded({text, copied}, n - copied);
     }
 
     /// Appends all of `text`, zero characters included.
-    LightweightString& append(std::basic_string_view<T> text) { return appendPadded(text, 0); }
+    LightweightString& append(std::basic_string_view<T> text) {
+        if (text.empty()) return *this;
+        const std::size_t newLength = length() + text.size();
+        if (!fits(newLength)) return appendAnew(text, 0);
+        // The source may lie in this very block, but then it ends where the new characters start.
+        Traits::copy(lengthen(text.size()), text.data(), text.size());
+        return *this;
+    }
     LightweightString& append(const T* text) { return append(viewOf(text)); }
 
     /// As `append`; a string or a view adds all of its characters, zero characters included.
@@ -230,12 +238,8 @@ public:
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
         if (c == T()) return *this;
-        const unsigned int oldLength = length();
-        if (!fits(std::size_t{oldLength} + 1)) return appendAnew({&c, 1}, 0);
-        block_->length_ = oldLength + 1;
-        T* const end = block_->characters_ + oldLength; // once: a store to it may be to anything
-        end[0] = c;
-        end[1] = T();
+        if (!fits(std::size_t{length()} + 1)) return appendAnew({&c, 1}, 0);
+        *lengthen(1) = c;
         return *this;
     }
 
@@ -305,21 +309,17 @@ private:
         return block;
     }
 
+    /// Appends `text`, then `zeros` zero characters.
     LightweightString& appendPadded(std::basic_string_view<T> text, std::size_t zeros) {
         const std::size_t added = text.size() + zeros;
-        if (added == 0) return *this;
-        const std::size_t newLength = length() + added;
-        if (!fits(newLength)) return appendAnew(text, zeros);
-        // The source may lie in this very block, but then it ends where the new characters start.
-        T* to = block_->characters_ + block_->length_;
+        if (!fits(length() + added)) return appendAnew(text, zeros);
+        T* const to = lengthen(added);
         Traits::copy(to, text.data(), text.size());
-        if (zeros != 0) Traits::assign(to + text.size(), zeros, T());
-        setLength(static_cast<unsigned int>(newLength));
+        Traits::assign(to + text.size(), zeros, T());
         return *this;
     }
 
-    /// What `appendPadded` does when it cannot be done in place. Apart, so that the short way is
-    /// short enough to be inlined.
+    /// The same into a new block. Apart, so that the way in place is short enough to be inlined.
     [[gnu::noinline]] LightweightString& appendAnew(std::basic_string_view<T> text,
                                                     std::size_t zeros) {
         const std::basic_string_view<T> before = *this;
@@ -343,6 +343,15 @@ private:
     void setLength(unsigned int length) noexcept {
         block_->length_ = length;
         block_->characters_[length] = T();
+    }
+
+    /// Lengthens a text that fits, and gives where its new characters go. The bookkeeping comes
+    /// before they are written: a store through `T*` may be to anything, for all the compiler knows.
+    T* lengthen(std::size_t added) noexcept {
+        T* const end = block_->characters_ + block_->length_;
+        block_->length_ += static_cast<unsigned int>(added);
+        end[added] = T();
+        return end;
     }
 
     static constexpr std::size_t kLengthLimit = std::size_t{1} << 31;
