@@ -13,7 +13,9 @@ template <class T> struct Ours {
     static std::basic_string<T> content(const Text& text) { return {text.c_str(), text.length()}; }
     static void set(Text& text, T first) { text.unshare()[0] = first; }
     static void push(Text& text, T c) { text.push_back(c); }
-    static void append(Text& text, const T* part, unsigned int n) { text.append(part, n); }
+    static void append(Text& text, const T* part, std::size_t n) {
+        text.append(std::basic_string_view<T>(part, n));
+    }
 };
 
 const bool added = [] {

@@ -149,6 +149,34 @@ template <class T> void copyToBlock(benchmark::State& state, long size) {
     }
 }
 
+/// A counted block for the text, made and let go by design.
+template <class T> void makeByDesign(benchmark::State& state, long size) {
+    const auto text = vqbench::letters<T>(size);
+    const auto* const start = vqbench::unknown(text);
+    const std::size_t bytes = (text.size() + 1) * sizeof(T);
+    constexpr std::size_t kHeader = 24;
+    const auto make = [=] {
+        auto* const block =
+            static_cast<char*>(bench::design()->memory()->allocate(kHeader + bytes));
+        std::memset(block, 0, kHeader);
+        std::memcpy(block + kHeader, start, bytes);
+        bench::design()->atomics()->atomicIncrement(reinterpret_cast<int*>(block));
+        return block;
+    };
+    const auto drop = [](char* block) {
+        if (bench::design()->atomics()->atomicDecrement(reinterpret_cast<int*>(block)) != 0) return;
+        bench::design()->memory()->deallocate(block);
+    };
+    char* const first = make();
+    vqbench::require(std::memcmp(first + kHeader, start, bytes) == 0, "the block");
+    drop(first);
+    for (auto step : state) {
+        char* block = make();
+        benchmark::DoNotOptimize(block);
+        drop(block);
+    }
+}
+
 void addBounds() {
     using vqbench::addSizes;
     for (const char* const workload : {"handle.copy", "handle.assign"}) {
@@ -161,6 +189,8 @@ void addBounds() {
         const auto copy = width.empty() ? copyToBlock<char> : copyToBlock<wchar_t>;
         addSizes("string.copy" + width, "bound.memcpy", copy, {20, 200});
         addSizes("string.construct" + width, "bound.memcpy", copy, {5, 20, 200});
+        const auto make = width.empty() ? makeByDesign<char> : makeByDesign<wchar_t>;
+        addSizes("string.construct" + width, "bound.design", make, {5, 20, 200});
         addSizes("string.write" + width, "bound.memcpy", copy, {5, 20, 200});
     }
 }
