@@ -1,4 +1,4 @@
-// Numbers to text and back: the peers. "std" and "snprintf" write into a buffer and copy that into
+// Numbers to text and back: the peers. "to_chars" and the "printf"s write into a buffer and copy that into
 // a string on the heap, since the library's strings have no buffer of their own.
 #include "Bench.h"
 #include "TextSamples.h"
@@ -105,21 +105,21 @@ void addFormatting() {
     const std::vector<int> integers = vqbench::integerSamples();
     const std::vector<double> doubles = vqbench::doubleSamples();
     constexpr auto kFixed = std::chars_format::fixed;
-    addHeapMaking<char>("number.from.int", "std", integers, "%d",
+    addHeapMaking<char>("number.from.int", "to_chars", integers, "%d",
                         [](int n) { return byToChars<char>(n); });
     addHeapMaking<char>("number.from.int", "snprintf", integers, "%d",
                         [](int n) { return byPrintf("%d", n); });
-    addHeapMaking<wchar_t>("number.from.int.wide", "std", integers, "%d",
+    addHeapMaking<wchar_t>("number.from.int.wide", "to_chars", integers, "%d",
                            [](int n) { return byToChars<wchar_t>(n); });
-    addHeapMaking<wchar_t>("number.from.int.wide", "snprintf", integers, "%d",
+    addHeapMaking<wchar_t>("number.from.int.wide", "swprintf", integers, "%d",
                            [](int n) { return byPrintf(L"%d", n); });
-    addHeapMaking<char>("number.from.double", "std", doubles, "%f",
+    addHeapMaking<char>("number.from.double", "to_chars", doubles, "%f",
                         [=](double d) { return byToChars<char>(d, kFixed, 6); });
     addHeapMaking<char>("number.from.double", "snprintf", doubles, "%f",
                         [](double d) { return byPrintf("%f", d); });
-    addHeapMaking<wchar_t>("number.from.double.wide", "std", doubles, "%.3f",
+    addHeapMaking<wchar_t>("number.from.double.wide", "to_chars", doubles, "%.3f",
                            [=](double d) { return byToChars<wchar_t>(d, kFixed, 3); });
-    addHeapMaking<wchar_t>("number.from.double.wide", "snprintf", doubles, "%.3f",
+    addHeapMaking<wchar_t>("number.from.double.wide", "swprintf", doubles, "%.3f",
                            [](double d) { return byPrintf(L"%.3f", d); });
     vqbench::add("number.append.int", "std", 0, [=](benchmark::State& state) {
         std::string text("0123456789012345678901234567890123456789");

@@ -43,7 +43,8 @@ inline std::size_t asciiRun(std::wstring_view text) {
     return i;
 }
 
-/// Writes ASCII text in the other width and returns the place behind it.
+/// Writes text in the other width and returns the place behind it. To be narrowed it must be ASCII;
+/// to be widened it may be any bytes, which become the characters of the same value.
 inline wchar_t* widenAscii(std::string_view text, wchar_t* to) {
     std::size_t i = 0;
     const __m128i zero = _mm_setzero_si128();

@@ -1,6 +1,9 @@
 #include "OS/LinuxText.h"
 
-#include "OS/AsciiRuns.h"
+#include "OS/Utf8Avx2.h"
+#include "OS/Utf8Avx512.h"
+#include "OS/Utf8Plain.h"
+#include "Vq/detail/TextPaths.h"
 
 #include <cstddef>
 #include <new>
@@ -9,7 +12,9 @@ namespace Vq {
 
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
+using detail::bestTextPath;
+using detail::TextPath;
+
 constexpr std::size_t kLengthLimit = std::size_t{1} << 31;
 
 /// A string of `length` characters, to be written through `data()`.
@@ -20,124 +25,107 @@ template <class T> LightweightString<T> makeText(std::size_t length) {
     return text;
 }
 
-// --- Decoding
-
-struct Decoded {
-    char32_t character;
-    unsigned int bytes; ///< how many of the source it stands for, at least 1
-};
-
-/// Bytes that must follow `lead`, or -1 where no sequence begins with it.
-constexpr int trailingBytes(unsigned char lead) {
-    if (lead < 0x80) return 0;
-    if (lead >= 0xC2 && lead <= 0xDF) return 1;
-    if (lead >= 0xE0 && lead <= 0xEF) return 2;
-    if (lead >= 0xF0 && lead <= 0xF4) return 3;
-    return -1;
+// What is ill-formed somewhere is counted and decoded plainly as a whole.
+LightweightString<wchar_t> decodePlainly(std::string_view bytes) {
+    auto text = makeText<wchar_t>(utf8::decodedLength(bytes));
+    utf8::decode(bytes, text.data());
+    return text;
 }
 
-/// The first character, or the first maximal subpart, of a text that is not empty.
-Decoded decodeOne(std::string_view text) {
-    const auto byteAt = [text](unsigned int i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byteAt(0);
-    const int trailing = trailingBytes(lead);
-    if (trailing < 0) return {kReplacement, 1};
-    if (trailing == 0) return {lead, 1};
-    // After four of the leads the second byte is limited: what is outside would be an overlong
-    // form, a surrogate or beyond the last character.
-    unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    char32_t character = lead & (0x3FU >> trailing);
-    const auto bytes = static_cast<unsigned int>(trailing) + 1;
-    for (unsigned int i = 1; i < bytes; ++i) {
-        if (i == text.size() || byteAt(i) < low || byteAt(i) > high) return {kReplacement, i};
-        character = character << 6 | (byteAt(i) & 0x3FU);
-        low = 0x80;
-        high = 0xBF;
+void widen(std::string_view bytes, wchar_t* to) {
+    switch (bestTextPath()) {
+    case TextPath::kAvx512:
+        return utf8::avx512::widen(bytes, to);
+    case TextPath::kAvx2:
+        return utf8::avx2::widen(bytes, to);
+    case TextPath::kPlain:
+        widenAscii(bytes, to);
     }
-    return {character, bytes};
 }
 
-std::size_t decodedLength(std::string_view bytes) {
-    std::size_t length = 0;
-    while (!bytes.empty()) {
-        const std::size_t run = asciiRun(bytes);
-        length += run;
-        bytes.remove_prefix(run);
-        if (bytes.empty()) break;
-        ++length;
-        bytes.remove_prefix(decodeOne(bytes).bytes);
+LightweightString<wchar_t> decodeAvx512(std::string_view bytes) {
+    const std::size_t length = utf8::avx512::decodedLength(bytes);
+    if (length == utf8::kIllFormed) return decodePlainly(bytes);
+    auto text = makeText<wchar_t>(length);
+    if (length == bytes.size()) {
+        utf8::avx512::widen(bytes, text.data());
+    } else {
+        utf8::avx512::decode(bytes, text.data(), length);
     }
-    return length;
+    return text;
 }
 
-// --- Encoding
-
-constexpr unsigned int encodedBytes(char32_t c) {
-    // Surrogates take three bytes as U+FFFD does, so only what lies above the last character is
-    // special: beyond 0xFFFF exactly the range of 2^20 characters takes four.
-    return 1U + (c > 0x7F) + (c > 0x7FF) + (c - 0x10000U < 0x100000U);
-}
-
-std::size_t encodedLength(std::wstring_view text) {
-    std::size_t length = 0;
-    for (const wchar_t c : text) length += encodedBytes(static_cast<char32_t>(c));
-    return length;
-}
-
-constexpr bool isCharacter(char32_t c) {
-    return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
-}
-
-/// Writes one character and returns the place behind it.
-char* encodeOne(char32_t c, char* to) {
-    if (!isCharacter(c)) c = kReplacement;
-    const unsigned int bytes = encodedBytes(c);
-    for (unsigned int i = bytes - 1; i > 0; --i) {
-        to[i] = static_cast<char>(0x80 | (c & 0x3F));
-        c >>= 6;
+LightweightString<wchar_t> decodeAvx2(std::string_view bytes) {
+    const std::size_t length = utf8::avx2::decodedLength(bytes);
+    if (length == utf8::kIllFormed) return decodePlainly(bytes);
+    auto text = makeText<wchar_t>(length);
+    if (length == bytes.size()) {
+        utf8::avx2::widen(bytes, text.data());
+    } else {
+        utf8::avx2::decode(bytes, text.data(), length);
     }
-    constexpr unsigned char kLeads[] = {0, 0x00, 0xC0, 0xE0, 0xF0};
-    to[0] = static_cast<char>(kLeads[bytes] | c);
-    return to + bytes;
+    return text;
+}
+
+LightweightString<char> encodeAvx512(std::wstring_view text) {
+    const std::size_t length = utf8::avx512::encodedLength(text);
+    auto bytes = makeText<char>(length);
+    if (length == text.size()) {
+        utf8::avx512::narrow(text, bytes.data());
+    } else {
+        utf8::avx512::encode(text, bytes.data(), length);
+    }
+    return bytes;
+}
+
+LightweightString<char> encodeAvx2(std::wstring_view text) {
+    const bool isAscii = utf8::avx2::asciiRun(text) == text.size();
+    const std::size_t length = isAscii ? text.size() : utf8::avx2::encodedLength(text);
+    auto bytes = makeText<char>(length);
+    if (isAscii) {
+        utf8::avx2::narrow(text, bytes.data());
+    } else {
+        utf8::avx2::encode(text, bytes.data(), length);
+    }
+    return bytes;
+}
+
+LightweightString<char> encodePlainly(std::wstring_view text) {
+    auto bytes = makeText<char>(utf8::encodedLength(text));
+    utf8::encode(text, bytes.data());
+    return bytes;
 }
 
 } // namespace
 
 LightweightString<wchar_t> widenBytes(std::string_view bytes) {
     auto text = makeText<wchar_t>(bytes.size());
-    wchar_t* to = text.data();
-    for (const char byte : bytes) *to++ = static_cast<unsigned char>(byte);
+    widen(bytes, text.data());
     return text;
 }
 
 LightweightString<wchar_t> decodeUtf8(std::string_view bytes) {
-    auto text = makeText<wchar_t>(decodedLength(bytes));
-    wchar_t* to = text.data();
-    while (!bytes.empty()) {
-        const std::size_t run = asciiRun(bytes);
-        to = widenAscii(bytes.substr(0, run), to);
-        bytes.remove_prefix(run);
-        if (bytes.empty()) break;
-        const Decoded decoded = decodeOne(bytes);
-        *to++ = static_cast<wchar_t>(decoded.character);
-        bytes.remove_prefix(decoded.bytes);
+    switch (bestTextPath()) {
+    case TextPath::kAvx512:
+        return decodeAvx512(bytes);
+    case TextPath::kAvx2:
+        return decodeAvx2(bytes);
+    case TextPath::kPlain:
+        break;
     }
-    return text;
+    return decodePlainly(bytes);
 }
 
 LightweightString<char> encodeUtf8(std::wstring_view text) {
-    auto bytes = makeText<char>(encodedLength(text));
-    char* to = bytes.data();
-    while (!text.empty()) {
-        const std::size_t run = asciiRun(text);
-        to = narrowAscii(text.substr(0, run), to);
-        text.remove_prefix(run);
-        if (text.empty()) break;
-        to = encodeOne(static_cast<char32_t>(text.front()), to);
-        text.remove_prefix(1);
+    switch (bestTextPath()) {
+    case TextPath::kAvx512:
+        return encodeAvx512(text);
+    case TextPath::kAvx2:
+        return encodeAvx2(text);
+    case TextPath::kPlain:
+        break;
     }
-    return bytes;
+    return encodePlainly(text);
 }
 
 } // namespace Vq
