@@ -12,7 +12,7 @@ void setOwner(CriticalSection::Rep& rep, unsigned int thread) {
 }
 
 // After the platform lock was acquired.
-void noteEntry(CriticalSection::Rep& rep) {
+[[gnu::always_inline]] inline void noteEntry(CriticalSection::Rep& rep) {
     if (rep.lockCount_++ == 0) setOwner(rep, OS()->sync()->currentThreadId());
 }
 

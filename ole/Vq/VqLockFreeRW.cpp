@@ -21,13 +21,34 @@ void assertThat(bool holds, const char* condition, const char* place) {
 }
 
 // One attempt to put `inside` in place of `expected`.
-bool enters(const RWLock& gate, long* word, long expected, long inside) {
+[[gnu::always_inline]] inline bool enters(const RWLock& gate, long* word, long expected,
+                                          long inside) {
     if (OS()->atomics()->compareAndSwap(word, inside, expected) != expected) return false;
     // To the processor the swap of the word follows the closes, each of which changed one half. To
     // the language only accesses of the same half are ordered, so look at what they released.
     static_cast<void>(gate.readers());
     static_cast<void>(gate.writers());
     return true;
+}
+
+// One attempt to enter as one more reader.
+[[gnu::always_inline]] inline bool entersToRead(const RWLock& gate, long* word) {
+    const auto inside = static_cast<unsigned int>(gate.readers());
+    // After the count: the acquire load above keeps the order of the two.
+    const long found = __atomic_load_n(word, __ATOMIC_RELAXED);
+    // A word that differs from the count was changed between the two reads. Swapping it for the
+    // count plus one would lose a reader or enter beside a writer.
+    if (found != packed(inside, 0)) return false;
+    return enters(gate, word, found, packed(static_cast<unsigned int>(found) + 1, 0));
+}
+
+// The attempts after the first, apart from it so that it need not save the registers of a loop.
+[[gnu::noinline]] int openReadAgain(const RWLock& gate, long* word) {
+    for (int attempt = 1; attempt < kReadAttempts; ++attempt) {
+        if (gate.writers() != 0) return -1;
+        if (entersToRead(gate, word)) return 0;
+    }
+    return -1;
 }
 
 } // namespace
@@ -41,18 +62,9 @@ RWLock::RWLock(long word) noexcept : word_(word) {}
 
 int RWLock::openRead() {
     if (writers() != 0) return -1;
-    for (int attempt = 0; attempt < kReadAttempts; ++attempt) {
-        const auto inside = static_cast<unsigned int>(readers());
-        // After the count: the acquire load above keeps the order of the two.
-        const long word = __atomic_load_n(&word_, __ATOMIC_RELAXED);
-        // A word that differs from the count was changed between the two reads. Swapping it for the
-        // count plus one would lose a reader or enter beside a writer.
-        if (word == packed(inside, 0)) {
-            if (enters(*this, &word_, word, packed(inside + 1, 0))) return 0;
-        }
-        if (writers() != 0) return -1;
-    }
-    return -1;
+    if (entersToRead(*this, &word_)) [[likely]]
+        return 0;
+    return openReadAgain(*this, &word_);
 }
 
 int RWLock::closeRead() {
