@@ -21,9 +21,13 @@ def significant(number):
 
 def limit_text(limit):
     ratio = "not measured" if limit.ratio is None else significant(limit.ratio)
-    return f"{ratio} of {limit.target.ratio:g} × {limit.against}" + (
-        " MISSED" if limit.met is False else ""
+    counted = limit.target.against.startswith("counter:")
+    shown = (
+        f"{limit.against} {ratio} of {limit.target.ratio:g}"
+        if counted
+        else f"{ratio} of {limit.target.ratio:g} × {limit.against}"
     )
+    return shown + (" MISSED" if limit.met is False else "")
 
 
 def cells_of(row):

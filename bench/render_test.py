@@ -45,6 +45,10 @@ class Line(unittest.TestCase):
         limit = Limit(Target("w", "8", "isal", 1.3), "isal")
         self.assertEqual(render.limit_text(limit), "not measured of 1.3 × isal")
 
+    def test_shows_a_counter_without_a_peer(self):
+        limit = Limit(Target("w", "8", "counter:peak", 6), "peak", 7.5)
+        self.assertEqual(render.limit_text(limit), "peak 7.50 of 6 MISSED")
+
 
 class Reasons(unittest.TestCase):
     def test_are_those_of_the_limits_missed_with_their_rows(self):
