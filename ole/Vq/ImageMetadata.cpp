@@ -1,8 +1,10 @@
 #include "Vq/ImageMetadata.h"
 
-#include "Vq/String.h"
-#include "Vq/StringSplit.h"
+#include "Vq/detail/SeparatorScan.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <string_view>
@@ -17,24 +19,39 @@ const double kMinusOneYearSeconds = -31536000.0;
 
 namespace {
 
-using Items = StringToVec<LightweightString<char>>::VecT;
-
-constexpr long kVersion = 1;
+constexpr int kVersion = 1;
 constexpr std::size_t kFirstField = 2; // behind the tag and the version
 
-long numberIn(const LightweightString<char>& item) {
-    return std::strtol(item.c_str(), nullptr, 10);
+// An item is its comma and at most a sign and ten digits.
+constexpr std::size_t kLongestItem = 12;
+
+long numberIn(std::string_view item) {
+    // Digits, of which no more than a number has room for, behind at most a sign: by far the usual
+    // item. All others are libc's to judge.
+    const bool isNegative = !item.empty() && item.front() == '-';
+    const std::string_view digits = item.substr(isNegative ? 1 : 0);
+    constexpr std::size_t kSafeDigits = 18;
+    long number = 0;
+    bool isPlain = !digits.empty() && digits.size() <= kSafeDigits;
+    for (std::size_t i = 0; isPlain && i < digits.size(); ++i) {
+        isPlain = digits[i] >= '0' && digits[i] <= '9';
+        number = number * 10 + (digits[i] - '0');
+    }
+    if (isPlain) return isNegative ? -number : number;
+    return std::strtol(LightweightString<char>(item).c_str(), nullptr, 10);
 }
 
-void appendItem(LightweightString<char>& text, unsigned int value) {
-    text += value;
-    text.push_back(',');
-}
+/// Where a text grows, which has room for it.
+struct Printer {
+    char* end;
 
-void appendItem(LightweightString<char>& text, int value) {
-    text += value;
-    text.push_back(',');
-}
+    void append(std::string_view text) { end = std::copy(text.begin(), text.end(), end); }
+
+    template <class N> void item(N number) {
+        end = std::to_chars(end, end + kLongestItem, number).ptr;
+        *end++ = ',';
+    }
+};
 
 /// The 32 bits of a field as its text form has them: unsigned where the field is, all others (the
 /// enumerations, the 16-bit fields, the flags) as signed.
@@ -51,12 +68,8 @@ template <class F, class V> struct Once {
     static constexpr std::size_t kItems = 1;
     V F::*field;
 
-    void print(LightweightString<char>& text, const F& fields) const {
-        appendItem(text, printable(fields.*field));
-    }
-    void parse(F& fields, const LightweightString<char>& item) const {
-        fields.*field = valueOf(numberIn(item));
-    }
+    void print(Printer& text, const F& fields) const { text.item(printable(fields.*field)); }
+    void parse(F& fields, std::string_view item) const { fields.*field = valueOf(numberIn(item)); }
 
 private:
     static V valueOf(long number) {
@@ -73,11 +86,11 @@ template <class F, class V> struct Twice {
     static constexpr std::size_t kItems = 2;
     Once<F, V> once;
 
-    void print(LightweightString<char>& text, const F& fields) const {
+    void print(Printer& text, const F& fields) const {
         once.print(text, fields);
         once.print(text, fields);
     }
-    void parse(F& fields, const LightweightString<char>& item) const { once.parse(fields, item); }
+    void parse(F& fields, std::string_view item) const { once.parse(fields, item); }
 };
 
 template <class F, class V> Once(V F::*) -> Once<F, V>;
@@ -93,10 +106,9 @@ template <class... Members> struct Description {
     constexpr explicit Description(const char* recordTag, Members... inOrder)
         : tag(recordTag), members(inOrder...) {}
 
-    /// Characters that no text of this record goes beyond: an item is its comma and at most a sign
-    /// and ten digits.
+    /// Characters that no text of this record goes beyond.
     constexpr std::size_t longestText() const {
-        return std::string_view(tag).size() + 1 + (kItems - 1) * 12;
+        return std::string_view(tag).size() + 1 + (kItems - 1) * kLongestItem;
     }
 };
 
@@ -132,23 +144,48 @@ constexpr auto describe(const VideoSequence::Fields&) {
 
 template <class F> LightweightString<char> print(const F& fields) {
     constexpr auto kDescription = describe(F());
-    // Room for all that follows, so that nothing moves.
-    auto text = LightweightString<char>::withLength(kDescription.longestText());
-    text.assign(kDescription.tag);
-    text.push_back(',');
-    appendItem(text, static_cast<int>(kVersion));
-    std::apply([&](const auto&... member) { (member.print(text, fields), ...); },
+    char text[kDescription.longestText()];
+    Printer printer{text};
+    printer.append(kDescription.tag);
+    printer.append(",");
+    printer.item(kVersion);
+    std::apply([&](const auto&... member) { (member.print(printer, fields), ...); },
                kDescription.members);
-    return text;
+    return LightweightString<char>(
+        std::string_view(text, static_cast<std::size_t>(printer.end - text)));
 }
+
+/// The items of a text, which are the fields that `splitIf` cuts it into: where it is no longer
+/// than one comma, that makes one of them, which no record has.
+template <std::size_t kCount> class Items {
+public:
+    explicit Items(std::string_view text) {
+        std::size_t start = !text.empty() && text.front() == ',' ? 1 : 0;
+        const auto take = [&](std::size_t end) {
+            if (count_ < kCount) items_[count_] = text.substr(start, end - start);
+            ++count_;
+            start = end + 1;
+        };
+        detail::forEachSeparator(text, ',', false, [&](std::size_t position) {
+            if (position != 0) take(position);
+        });
+        if (start < text.size()) take(text.size());
+    }
+
+    bool areAll() const { return count_ == kCount; }
+    const std::string_view* data() const { return items_.data(); }
+    std::string_view operator[](std::size_t i) const { return items_[i]; }
+
+private:
+    std::array<std::string_view, kCount> items_;
+    std::size_t count_ = 0;
+};
 
 template <class F> F parse(const LightweightString<char>& text) {
     constexpr auto kDescription = describe(F());
-    Items items;
-    splitIf(text, IsMatchingChar<char>(','), items, 0);
+    const Items<kDescription.kItems> items(text);
     F fields;
-    if (items.size() != kDescription.kItems || items[0] != kDescription.tag ||
-        numberIn(items[1]) != kVersion) {
+    if (!items.areAll() || items[0] != kDescription.tag || numberIn(items[1]) != kVersion) {
         return fields;
     }
     const auto* item = items.data() + kFirstField;

@@ -41,8 +41,7 @@ struct Separators {
     std::size_t first = 0;
     std::size_t last = 0;
 
-    template <class C>
-    Separators(std::basic_string_view<C> text, C separator, bool honourQuotes) {
+    template <class C> Separators(std::basic_string_view<C> text, C separator, bool honourQuotes) {
         detail::forEachSeparator(text, separator, honourQuotes, [&](std::size_t position) {
             if (count++ == 0) first = position;
             last = position;
@@ -65,7 +64,8 @@ template <class Vector> void reserveMore(Vector& vector, std::size_t count) {
 template <class C>
 void findPlain(const Text<C>& text, C separator, std::vector<int>& positions, unsigned int flags) {
     const bool honourQuotes = honoursQuotes(separator, flags);
-    reserveMore(positions, Separators(std::basic_string_view<C>(text), separator, honourQuotes).count);
+    reserveMore(positions,
+                Separators(std::basic_string_view<C>(text), separator, honourQuotes).count);
     detail::forEachSeparator<C>(text, separator, honourQuotes, [&](std::size_t position) {
         positions.push_back(static_cast<int>(position));
     });
