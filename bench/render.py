@@ -34,10 +34,14 @@ def cells_of(row):
     best = f"{row.best} {time_text(row.best_time)}" if row.best else "-"
     ratio = significant(row.ratio) if row.ratio is not None else "-"
     limits = "; ".join(limit_text(limit) for limit in row.limits) or "-"
-    return [row.name, time_text(row.ours), best, ratio, limits, row.status]
+    bounds = ", ".join(
+        f"{significant(times)} × {bound.removeprefix('bound.')}"
+        for bound, times in row.bounds.items()
+    )
+    return [row.name, time_text(row.ours), best, ratio, limits, row.status, bounds or "-"]
 
 
-HEADINGS = ["workload/size", "ours", "best peer", "ours / best", "limit", ""]
+HEADINGS = ["workload/size", "ours", "best peer", "ours / best", "limit", "", "bounds"]
 
 
 def reasons_of(rows):

@@ -31,14 +31,15 @@ class Number(unittest.TestCase):
 class Line(unittest.TestCase):
     def test_shows_ours_the_best_and_each_limit(self):
         self.assertEqual(
-            render.cells_of(row(1.3)),
-            ["w/8", "30.0 ns", "std 20.0 ns", "1.50", "1.50 of 1.3 × std MISSED", "MISSED"],
+            render.cells_of(row(1.3, bounds={"bound.design": 1.1, "bound.memcpy": 3})),
+            ["w/8", "30.0 ns", "std 20.0 ns", "1.50", "1.50 of 1.3 × std MISSED", "MISSED",
+             "1.10 × design, 3.00 × memcpy"],
         )
 
     def test_without_peer_or_limit_has_dashes(self):
         lonely = row(best=None, best_time=None, ratio=None)
         self.assertEqual(
-            render.cells_of(lonely), ["w/8", "30.0 ns", "-", "-", "-", "no limit"]
+            render.cells_of(lonely), ["w/8", "30.0 ns", "-", "-", "-", "no limit", "-"]
         )
 
     def test_says_that_a_limit_was_not_measured(self):
@@ -80,7 +81,7 @@ class Page(unittest.TestCase):
             "0 rows within their limits, 1 beyond.",
             "Absent peers: QT.",
             "No benchmark was run for the limit of 1.3 × isal on v/.*.",
-            "| w/8 | 30.0 ns | std 20.0 ns | 1.50 | 1.50 of 1.3 × std MISSED | MISSED |",
+            "| w/8 | 30.0 ns | std 20.0 ns | 1.50 | 1.50 of 1.3 × std MISSED | MISSED | - |",
             "- w/8: Because.",
             "| w/8 | 1 | 2 | 41 |",
         ):

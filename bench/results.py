@@ -133,7 +133,7 @@ class Row:
     best: str | None = None
     best_time: float | None = None
     ratio: float | None = None
-    others: dict = field(default_factory=dict)
+    bounds: dict = field(default_factory=dict)  # {name: how many times as much ours is}
     limits: list = field(default_factory=list)
 
     @property
@@ -190,13 +190,16 @@ def judge(results, target, workload, size):
 def row_of(results, targets, workload, size):
     times = results.times[workload, size]
     row = Row(workload, size)
-    row.others = {peer: median(values) for peer, values in times.items() if peer != "ours"}
     row.best = fastest(times, lambda peer: not is_bound(peer))
-    row.best_time = row.others.get(row.best)
+    if row.best:
+        row.best_time = median(times[row.best])
     if "ours" in times:
         row.ours = median(times["ours"])
         if row.best:
             row.ratio = ratio_of(times["ours"], times[row.best])
+        row.bounds = {
+            peer: ratio_of(times["ours"], times[peer]) for peer in sorted(times) if is_bound(peer)
+        }
         row.limits = [
             judge(results, target, workload, size)
             for target in targets

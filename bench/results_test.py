@@ -116,6 +116,7 @@ class Judging(unittest.TestCase):
     def test_takes_no_bound_for_the_best_peer(self):
         row = self.row()
         self.assertEqual((row.ours, row.best, row.best_time, row.ratio), (12, "b", 8, 1.5))
+        self.assertEqual(row.bounds, {"bound.least": 2})
         self.assertEqual((row.limits, row.status), ([], "no limit"))
         self.assertEqual(self.only_limit("best", 1).against, "b")
 
