@@ -1,6 +1,7 @@
 #include "Vq/UUID.h"
 
 #include "Vq/Platform.h"
+#include "Vq/detail/UuidText.h"
 
 #include <cstdio>
 #include <cstring>
@@ -8,48 +9,36 @@
 #include <string>
 #include <type_traits>
 
+#include <string.h>
+#include <wchar.h>
+
 namespace Vq {
 
 static_assert(sizeof(UUID) == 16 && std::is_trivially_copyable_v<UUID>);
 
 namespace {
 
-constexpr unsigned int kByteCount = 16;
+using detail::kUuidBytes;
 constexpr unsigned int kLength = UUID::kTextLength;
-
-// Is there a hyphen in front of this byte?
-constexpr bool startsGroup(unsigned int byte) {
-    return byte == 4 || byte == 6 || byte == 8 || byte == 10;
-}
+static_assert(kLength == detail::kUuidText);
 
 template <class C> void printTo(C* out, const unsigned char* bytes) noexcept {
-    for (unsigned int i = 0; i < kByteCount; ++i) {
-        if (startsGroup(i)) *out++ = C('-');
-        *out++ = static_cast<C>("0123456789abcdef"[bytes[i] >> 4]);
-        *out++ = static_cast<C>("0123456789abcdef"[bytes[i] & 15]);
-    }
-    *out = C();
+    detail::printUuid(bytes, out);
+    out[kLength] = C();
 }
 
-// The digit's value, or more than 15.
-template <class C> unsigned int digitValue(C c) {
-    if (c >= C('0') && c <= C('9')) return static_cast<unsigned int>(c - C('0'));
-    if (c >= C('a') && c <= C('f')) return static_cast<unsigned int>(c - C('a')) + 10;
-    if (c >= C('A') && c <= C('F')) return static_cast<unsigned int>(c - C('A')) + 10;
-    return 16;
+std::size_t lengthUpTo(const char* text, std::size_t limit) {
+    return ::strnlen(text, limit);
 }
 
-// Two digits for every byte and every hyphen in its place: by far the usual text.
+std::size_t lengthUpTo(const wchar_t* text, std::size_t limit) {
+    return ::wcsnlen(text, limit);
+}
+
+// Two digits for every byte and every hyphen in its place: by far the usual text. Nothing may be
+// behind a terminator.
 template <class C> bool parsePlain(const C* text, unsigned char* bytes) {
-    for (unsigned int i = 0; i < kByteCount; ++i) {
-        if (startsGroup(i) && *text++ != C('-')) return false;
-        const unsigned int high = digitValue(*text++);
-        if (high > 15) return false; // perhaps the terminator: nothing may be behind it
-        const unsigned int low = digitValue(*text++);
-        if (low > 15) return false;
-        bytes[i] = static_cast<unsigned char>(high << 4 | low);
-    }
-    return true;
+    return lengthUpTo(text, kLength) == kLength && detail::parseUuid(text, bytes);
 }
 
 int scan(const char* text, unsigned int* v) {
@@ -69,9 +58,9 @@ int scan(const wchar_t* text, unsigned int* v) {
 template <class C> bool parseOdd(const C* text, unsigned char* bytes) {
     C terminated[kLength + 1] = {};
     for (unsigned int i = 0; i < kLength && text[i] != C(); ++i) terminated[i] = text[i];
-    unsigned int values[kByteCount] = {};
-    if (scan(terminated, values) != static_cast<int>(kByteCount)) return false;
-    for (unsigned int i = 0; i < kByteCount; ++i) bytes[i] = static_cast<unsigned char>(values[i]);
+    unsigned int values[kUuidBytes] = {};
+    if (scan(terminated, values) != static_cast<int>(kUuidBytes)) return false;
+    for (unsigned int i = 0; i < kUuidBytes; ++i) bytes[i] = static_cast<unsigned char>(values[i]);
     return true;
 }
 
@@ -83,7 +72,7 @@ template <class C> const C* withoutBraces(const C* text, unsigned int length) {
 }
 
 template <class C> void parse(const C* text, unsigned int length, unsigned long (&words)[2]) {
-    unsigned char bytes[kByteCount];
+    unsigned char bytes[kUuidBytes];
     const C* const form = withoutBraces(text, length);
     if (form && (parsePlain(form, bytes) || parseOdd(form, bytes))) {
         std::memcpy(words, bytes, sizeof words);
