@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <emmintrin.h>
 #include <string_view>
 
@@ -20,6 +21,25 @@ inline __m128i load(const void* from) {
 
 inline void store(void* to, __m128i value) {
     _mm_storeu_si128(static_cast<__m128i*>(to), value);
+}
+
+/// Widens four bytes.
+inline void widenFour(const char* from, wchar_t* to) {
+    int four;
+    std::memcpy(&four, from, sizeof four);
+    const __m128i zero = _mm_setzero_si128();
+    store(to, _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(four), zero), zero));
+}
+
+/// Widens what is left of `text` from `i` on, fewer than 16 bytes, in steps of four of which the
+/// last may do again what the one before did.
+inline void widenRest(std::string_view text, std::size_t i, wchar_t* to) {
+    if (text.size() < 4) {
+        for (; i < text.size(); ++i) to[i] = static_cast<unsigned char>(text[i]);
+        return;
+    }
+    for (; i + 4 < text.size(); i += 4) widenFour(text.data() + i, to + i);
+    if (i < text.size()) widenFour(text.data() + text.size() - 4, to + text.size() - 4);
 }
 
 } // namespace detail
@@ -57,7 +77,7 @@ inline wchar_t* widenAscii(std::string_view text, wchar_t* to) {
         detail::store(to + i + 8, _mm_unpacklo_epi16(second, zero));
         detail::store(to + i + 12, _mm_unpackhi_epi16(second, zero));
     }
-    for (; i < text.size(); ++i) to[i] = static_cast<unsigned char>(text[i]);
+    detail::widenRest(text, i, to);
     return to + text.size();
 }
 

@@ -34,6 +34,7 @@ inline bool mayReachNextPage(const void* at) {
 
 /// The first `n` of 64 bytes, the others 0.
 [[VQ_INLINE_AVX512]] inline __m512i loadPart(const void* from, std::size_t n) {
+    if (n == 64) return _mm512_loadu_si512(from);
     if (!mayReachNextPage(from)) return _mm512_maskz_loadu_epi8(lowest(n), from);
     char copy[64] = {};
     std::memcpy(copy, from, n);
@@ -41,6 +42,7 @@ inline bool mayReachNextPage(const void* at) {
 }
 
 [[VQ_INLINE_AVX512]] inline void storePart(void* to, __m512i value, std::size_t n) {
+    if (n == 64) return _mm512_storeu_si512(to, value);
     if (!mayReachNextPage(to)) return _mm512_mask_storeu_epi8(to, lowest(n), value);
     char copy[64];
     _mm512_storeu_si512(copy, value);
@@ -101,9 +103,7 @@ inline bool mayReachNextPage(const void* at) {
     for (; i + 16 <= text.size(); i += 16) {
         _mm512_storeu_si512(to + i, _mm512_cvtepu8_epi32(detail::load(text.data() + i)));
     }
-    if (i == text.size()) return;
-    const __m512i rest = loadPart(text.data() + i, text.size() - i);
-    storePart(to + i, _mm512_cvtepu8_epi32(_mm512_castsi512_si128(rest)), 4 * (text.size() - i));
+    detail::widenRest(text, i, to);
 }
 
 /// 0 to 63.
@@ -204,10 +204,9 @@ inline bool mayReachNextPage(const void* at) {
         const std::uint64_t starts = startsIn(block);
         const std::uint64_t whole = starts & lowest(left > 64 ? 61 : left);
         const auto count = static_cast<std::size_t>(std::popcount(whole));
-        wchar_t characters[64];
-        decodeBlock(block, whole, characters);
+        const __m512i leads = _mm512_maskz_compress_epi8(whole, places());
         for (std::size_t i = 0; i < count; i += 16) {
-            storePart(to + i, _mm512_loadu_si512(characters + i),
+            storePart(to + i, sixteenFrom(static_cast<unsigned char>(i), leads, block),
                       4 * std::min<std::size_t>(count - i, 16));
         }
         to += count;
@@ -274,9 +273,7 @@ inline bool mayReachNextPage(const void* at) {
         const __m128i part = _mm512_cvtepi32_epi8(_mm512_loadu_si512(text.data() + i));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i), part);
     }
-    if (i == text.size()) return;
-    const __m512i rest = loadPart(text.data() + i, 4 * (text.size() - i));
-    storePart(to + i, _mm512_castsi128_si512(_mm512_cvtepi32_epi8(rest)), text.size() - i);
+    narrowAscii(text.substr(i), to + i);
 }
 
 /// Bytes at the start of a vector.

@@ -2,10 +2,12 @@
 
 #include "Vq/Platform.h"
 #include "Vq/detail/Assertion.h"
+#include "Vq/detail/NumberText.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cfenv>
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +18,8 @@
 #include <vector>
 
 #include <ctype.h>
+#include <langinfo.h>
+#include <xmmintrin.h>
 
 template class LightweightString<char>;
 template class LightweightString<wchar_t>;
@@ -187,15 +191,50 @@ Wide Vq::substituteCaseInsensitive(const Wide& text, const Wide& pattern, const 
 
 namespace {
 
-template <class Integer> Narrow& appendInteger(Narrow& s, Integer n) {
-    char digits[32];
-    const char* const end = std::to_chars(std::begin(digits), std::end(digits), n).ptr;
-    return s.append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+using Vq::detail::Integer;
+
+template <class T, class N> LightweightString<T> textOf(N n) {
+    const Integer integer(n);
+    auto text = LightweightString<T>::withLength(integer.length);
+    integer.print(text.data());
+    return text;
 }
 
-// `d` as libc writes it with a point, cut to the buffer where it does not fit.
+template <class N> Narrow& appendInteger(Narrow& s, N n) {
+    char digits[32];
+    const Integer integer(n);
+    integer.print(digits);
+    return s.append(std::string_view(digits, integer.length));
+}
+
+// libc rounds as the processor is set, and so would from_chars; the two units are set together
+// unless someone goes out of his way.
+bool roundsToNearest() {
+    return std::fegetround() == FE_TONEAREST && (_mm_getcsr() & _MM_ROUND_MASK) == 0;
+}
+
+// Does printf write a point on this thread?
+bool printsPoint() {
+    const char* const point = nl_langinfo(RADIXCHAR);
+    return point[0] == '.' && point[1] == '\0';
+}
+
+// Does swscanf read one? It looks at a character of its own in the locale.
+bool readsPoint() {
+    const auto point = reinterpret_cast<std::uintptr_t>(nl_langinfo(_NL_NUMERIC_DECIMAL_POINT_WC));
+    return static_cast<std::uint32_t>(point) == L'.';
+}
+
+// `d` as libc writes it with a point, cut to the buffer where it does not fit, with a terminator.
 template <std::size_t size>
 std::string_view formatDouble(char (&buffer)[size], int precision, double d) {
+    static_assert(size > Vq::detail::kFixedRoom);
+    if (roundsToNearest() && printsPoint()) {
+        if (const std::size_t length = Vq::detail::printFixed(buffer, d, precision)) {
+            buffer[length] = '\0';
+            return {buffer, length};
+        }
+    }
     const auto format = [&buffer, precision, d] {
         const auto wanted = static_cast<std::size_t>(
             std::max(0, std::snprintf(buffer, size, "%.*f", precision, d)));
@@ -225,9 +264,7 @@ Narrow& operator+=(Narrow& s, double d) {
 }
 
 Narrow StringFromInteger(int n) {
-    Narrow text;
-    text += n;
-    return text;
+    return textOf<char>(n);
 }
 
 Narrow StringFromFloat(double d) {
@@ -237,11 +274,7 @@ Narrow StringFromFloat(double d) {
 }
 
 Wide Vq::WStringFromInteger(long n) {
-    char digits[32];
-    const char* const end = std::to_chars(std::begin(digits), std::end(digits), n).ptr;
-    Wide text = Wide::withLength(static_cast<std::size_t>(end - digits));
-    std::copy(static_cast<const char*>(digits), end, text.data());
-    return text;
+    return textOf<wchar_t>(n);
 }
 
 Wide Vq::WStringFromFloat(double d, char precision, bool stripZeros) {
@@ -255,12 +288,14 @@ Wide Vq::WStringFromFloat(double d, char precision, bool stripZeros) {
 
 int Vq::IntFromWString(const Wide& s, int dflt) {
     int number = dflt;
+    if (detail::readPlain(s.c_str(), number)) return number;
     std::swscanf(s.c_str(), L"%d", &number);
     return number;
 }
 
 double Vq::FloatFromWString(const Wide& s, double dflt) {
     double number = dflt;
+    if (roundsToNearest() && readsPoint() && detail::readPlain(s.c_str(), number)) return number;
     std::swscanf(s.c_str(), L"%lf", &number);
     return number;
 }

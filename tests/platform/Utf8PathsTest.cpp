@@ -146,6 +146,9 @@ void expectEncoded(std::wstring_view text, std::size_t gap = 0) {
     }
 }
 
+/// How far before the end of memory texts end.
+constexpr std::size_t kGaps[] = {0, 1, 17, 40, 100};
+
 class Texts {
 public:
     std::size_t pick(std::size_t below) { return random_() % below; }
@@ -202,7 +205,7 @@ TEST(Utf8Paths, DecodeTextOfEveryLengthAlike) {
     for (std::size_t length = 0; length < 300; ++length) {
         for (int longest = 1; longest <= 4; ++longest) {
             const std::string text = plainlyEncoded(texts.text(length, longest));
-            for (const std::size_t gap : {0, 1, 40, 100}) {
+            for (const std::size_t gap : kGaps) {
                 expectDecoded(text, gap);
                 if (HasFatalFailure()) return;
             }
@@ -233,9 +236,10 @@ TEST(Utf8Paths, FindWhatIsIllFormedWhereverItIs) {
 }
 
 TEST(Utf8Paths, JudgeEveryPairOfBytesAcrossEachBorderOfBlocksAlike) {
+    constexpr std::size_t kPlaces[] = {0, 29, 31, 32, 61, 62, 63, 64, 126, 127};
     for (int first = 0x80; first < 0x100; ++first) {
         for (int second = 0; second < 0x100; ++second) {
-            for (const std::size_t at : {0, 29, 31, 32, 61, 62, 63, 64, 126, 127}) {
+            for (const std::size_t at : kPlaces) {
                 std::string text(130, 'x');
                 text[at] = static_cast<char>(first);
                 text[at + 1] = static_cast<char>(second);
@@ -252,7 +256,7 @@ TEST(Utf8Paths, EncodeTextOfEveryLengthAlike) {
     for (std::size_t length = 0; length < 200; ++length) {
         for (int longest = 1; longest <= 4; ++longest) {
             const std::wstring text = texts.text(length, longest);
-            for (const std::size_t gap : {0, 1, 40, 100}) {
+            for (const std::size_t gap : kGaps) {
                 expectEncoded(text, gap);
                 if (HasFatalFailure()) return;
             }
@@ -282,7 +286,7 @@ TEST(Utf8Paths, WidenBytesAndNarrowAsciiOfEveryLengthAlike) {
         std::wstring wide;
         for (const char c : text) wide += static_cast<unsigned char>(c);
         for (const Path& path : paths()) {
-            for (const std::size_t gap : {0, 17, 100}) {
+            for (const std::size_t gap : kGaps) {
                 wchar_t* const widened = characters().room(length, gap);
                 path.widen(bytes().holding(text, gap), widened);
                 ASSERT_TRUE(std::wstring_view(widened, length) == wide);
@@ -291,7 +295,7 @@ TEST(Utf8Paths, WidenBytesAndNarrowAsciiOfEveryLengthAlike) {
         for (char& c : text) c = static_cast<char>(c & 0x7F);
         const std::wstring ascii(text.begin(), text.end());
         for (const Path& path : paths()) {
-            for (const std::size_t gap : {0, 17, 100}) {
+            for (const std::size_t gap : kGaps) {
                 char* const narrowed = bytes().room(length, gap);
                 path.narrow(characters().holding(ascii, gap), narrowed);
                 ASSERT_TRUE(std::string_view(narrowed, length) == text);
