@@ -60,6 +60,12 @@ def aligned(table):
     return ["  ".join(c.ljust(w) for c, w in zip(line, widths)).rstrip() for line in table]
 
 
+def count_text(number):
+    if number is None:
+        return "-"
+    return f"{number:,.0f}" if number >= 100 or number == int(number) else f"{number:.2f}"
+
+
 def counter_cells(counters, instructions):
     """A line per benchmark that was counted: allocations, atomic operations, instructions."""
     table = []
@@ -67,11 +73,8 @@ def counter_cells(counters, instructions):
         counted = counters.get(key, {})
         if "allocs" not in counted and key not in instructions:
             continue
-        table.append(
-            [f"{key[0]}/{key[1]}"]
-            + [f"{counted[name]:,.6g}" if name in counted else "-" for name in ("allocs", "atomics")]
-            + [f"{instructions[key]:,.0f}" if key in instructions else "-"]
-        )
+        numbers = [counted.get("allocs"), counted.get("atomics"), instructions.get(key)]
+        table.append([f"{key[0]}/{key[1]}"] + [count_text(number) for number in numbers])
     return table
 
 

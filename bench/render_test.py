@@ -28,6 +28,11 @@ class Number(unittest.TestCase):
         )
 
 
+    def test_of_calls_is_whole_unless_it_is_small(self):
+        shown = [render.count_text(n) for n in (None, 0, 2, 1.5, 99.994, 123.4, 1462670.0)]
+        self.assertEqual(shown, ["-", "0", "2", "1.50", "99.99", "123", "1,462,670"])
+
+
 class Line(unittest.TestCase):
     def test_shows_ours_the_best_and_each_limit(self):
         self.assertEqual(
@@ -83,7 +88,7 @@ class Page(unittest.TestCase):
             "No benchmark was run for the limit of 1.3 × isal on v/.*.",
             "| w/8 | 30.0 ns | std 20.0 ns | 1.50 | 1.50 of 1.3 × std MISSED | MISSED | - |",
             "- w/8: Because.",
-            "| w/8 | 1 | 2 | 41 |",
+            "| w/8 | 1 | 2 | 41.40 |",
         ):
             self.assertIn(part, page)
 

@@ -165,7 +165,7 @@ class Judging(unittest.TestCase):
 class Order(unittest.TestCase):
     def test_is_worst_first_by_the_limit_that_is_strained_most(self):
         results = results_of(
-            run(*(entry(f"{name}/ours/1", 10) for name in ("near", "far", "free", "alone", "zero"))),
+            run(*(entry(f"{name}/ours/1", 10) for name in "near far free alone zero".split())),
             run(*(entry(f"{name}/a/1", 5) for name in ("near", "far", "free"))),
         )
         results.add_counts("zero/ours/1\t0\t1\n")
