@@ -1,13 +1,22 @@
 #include "OS/LinuxCallStack.h"
 
+#include "OS/CallStackCache.h"
+
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <link.h>
 #include <memory>
+#include <optional>
+#include <pthread.h>
+#include <string_view>
+#include <sys/single_threaded.h>
 
 namespace Vq {
 
@@ -51,15 +60,48 @@ void appendSymbol(LightweightString<char>& line, const char* symbol) {
     line.append(demangled ? demangled.get() : symbol);
 }
 
-LightweightString<char> describe(void* address) {
-    LightweightString<char> line;
-    Dl_info info;
+constinit CallStackCache known;
+
+constinit std::atomic<bool> loaderAnswers{false};
+constinit bool wasOneThread = false; // written before a fork, read after it
+
+/// The loader's lock is not made anew in the child of a fork: if another thread had it, who asks
+/// would wait for ever.
+void watchForks() {
+    const int failure =
+        ::pthread_atfork([] { wasOneThread = __libc_single_threaded != 0; }, nullptr,
+                         [] {
+                             if (!wasOneThread) loaderAnswers = false;
+                         });
+    loaderAnswers = failure == 0;
+}
+
+/// How often a library was unloaded so far: until the next time, an address in a library that the
+/// calling thread is in the middle of is in the same one. Nothing where that cannot be asked.
+std::optional<CallStackCache::Generation> countUnloads() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    ::pthread_once(&once, watchForks);
+    if (!loaderAnswers) return std::nullopt;
+    CallStackCache::Generation count = 0;
+    // One library is enough, each is told along with the same numbers.
+    ::dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* found) {
+            *static_cast<CallStackCache::Generation*>(found) = info->dlpi_subs;
+            return 1;
+        },
+        &count);
+    return count;
+}
+
+/// False when the address is in no library.
+bool findPlace(void* address, Dl_info& info) {
     // A call that never returns may be the last instruction of its function; what the return
     // address points at belongs to the next one then.
-    if (::dladdr(static_cast<char*>(address) - 1, &info) == 0 || !info.dli_fname) {
-        appendHex(line, reinterpret_cast<std::uintptr_t>(address));
-        return line;
-    }
+    return ::dladdr(static_cast<char*>(address) - 1, &info) != 0 && info.dli_fname;
+}
+
+LightweightString<char> describe(void* address, const Dl_info& info) {
+    LightweightString<char> line;
     if (info.dli_sname) {
         appendSymbol(line, info.dli_sname);
         appendOffset(line, address, info.dli_saddr);
@@ -71,6 +113,23 @@ LightweightString<char> describe(void* address) {
     return line;
 }
 
+LightweightString<char> describe(void* address, std::optional<CallStackCache::Generation> unloads) {
+    CallStackCache::Line before;
+    if (unloads && known.find(address, *unloads, before)) {
+        return LightweightString<char>(std::string_view(before));
+    }
+    LightweightString<char> line;
+    Dl_info info;
+    if (!findPlace(address, info)) {
+        // Not kept: no unloading tells when it becomes one of a library.
+        appendHex(line, reinterpret_cast<std::uintptr_t>(address));
+        return line;
+    }
+    line = describe(address, info);
+    if (unloads) known.keep(address, *unloads, line);
+    return line;
+}
+
 } // namespace
 
 CallStackLines describeCallStack(const void* nearest) {
@@ -78,9 +137,10 @@ CallStackLines describeCallStack(const void* nearest) {
     // What comes before is this library, and in a checked build the checker around backtrace().
     auto first = std::find(addresses.begin(), addresses.end(), nearest);
     if (first == addresses.end()) first = addresses.begin();
+    const std::optional<CallStackCache::Generation> unloads = countUnloads();
     CallStackLines lines;
     lines.reserve(static_cast<std::size_t>(addresses.end() - first));
-    for (; first != addresses.end(); ++first) lines.push_back(describe(*first));
+    for (; first != addresses.end(); ++first) lines.push_back(describe(*first, unloads));
     return lines;
 }
 
