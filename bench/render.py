@@ -141,7 +141,7 @@ def put_between_marks(page, generated):
 
 
 _COLOURS = {"met": "#2e7d32", "MISSED": "#c62828"}
-_LEFT, _PLOT, _RIGHT, _LINE, _TOP = 190, 520, 160, 15, 46
+_LEFT, _PLOT, _RIGHT, _LINE, _TOP = 190, 520, 160, 15, 60
 
 
 def chart(rows):
@@ -161,8 +161,9 @@ def chart(rows):
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" '
         f'width="{width}" height="{height}" font-family="sans-serif" font-size="11">',
         f'<rect width="{width}" height="{height}" fill="white"/>',
-        f'<text x="{_LEFT}" y="14">Time of ours / time of the best peer (shorter is better); '
-        "the tick is the tightest limit</text>",
+        f'<text x="{_LEFT}" y="14">Time of ours as a multiple of the best peer\'s: further left is '
+        "better. Green: within all limits; red: beyond one;</text>",
+        f'<text x="{_LEFT}" y="28">grey: none is set. The tick is the tightest limit.</text>',
     ]
     for power in range(low, high + 1):
         at = f"{x(2.0**power):.1f}"
