@@ -97,7 +97,7 @@ public:
     }
 
 private:
-    unsigned char buffer_[256];
+    unsigned char buffer_[512];
     std::size_t used_ = sizeof buffer_;
 };
 

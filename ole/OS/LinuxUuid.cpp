@@ -1,8 +1,11 @@
 #include "OS/LinuxUuid.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <new>
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <system_error>
 
@@ -22,11 +25,92 @@ void fillRandom(unsigned char* bytes, std::size_t count) {
     }
 }
 
+// --- Generations: the process and each child of a fork have one of their own, which tells what was
+// kept before the fork.
+
+using Mark = std::atomic<unsigned long>;
+
+constinit std::atomic<Mark*> processMark = nullptr; ///< never unmapped
+constinit std::atomic<unsigned long> latestGeneration = 0;
+
+// A page that a child finds full of zeros, however it was forked; null where there is none.
+Mark* newMark() noexcept {
+    constexpr std::size_t kLength = sizeof(Mark); // of which the kernel makes a page
+    void* const page =
+        ::mmap(nullptr, kLength, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (page == MAP_FAILED) return nullptr;
+    Mark* published = nullptr;
+    if (::madvise(page, kLength, MADV_WIPEONFORK) == 0) {
+        auto* const mark = ::new (page) Mark(0);
+        if (processMark.compare_exchange_strong(published, mark)) return mark;
+    }
+    ::munmap(page, kLength);
+    return published; // by another thread meanwhile
+}
+
+// 0 where a fork could not be told.
+unsigned long generation() noexcept {
+    Mark* mark = processMark.load(std::memory_order_acquire);
+    if (!mark) mark = newMark();
+    if (!mark) return 0;
+    unsigned long current = mark->load(std::memory_order_relaxed);
+    if (current != 0) return current;
+    // The first to ask since the fork. The counter is not wiped: a number never comes twice in a
+    // process and its ancestors.
+    const unsigned long fresh = latestGeneration.fetch_add(1) + 1;
+    return mark->compare_exchange_strong(current, fresh) ? fresh : current;
+}
+
+// --- What a thread has in hand
+
+class Supply {
+public:
+    /// Hands out bytes that nobody has had or will have.
+    void take(unsigned char (&bytes)[sizeof(UuidWords)]) {
+        const unsigned long now = generation();
+        // In use: this is a signal handler, which came in between.
+        if (now == 0 || inUse_) return fillRandom(bytes, sizeof bytes);
+        const InUse use(inUse_);
+        if (generation_ != now) left_ = 0;
+        if (left_ == 0) {
+            fillRandom(bytes_, sizeof bytes_);
+            left_ = sizeof bytes_;
+            generation_ = now;
+        }
+        left_ -= sizeof bytes;
+        std::memcpy(bytes, bytes_ + left_, sizeof bytes);
+        std::memset(bytes_ + left_, 0, sizeof bytes); // no trace of it stays here
+    }
+
+private:
+    struct InUse {
+        volatile bool& inUse;
+        explicit InUse(volatile bool& flag) : inUse(flag) {
+            inUse = true;
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        }
+        ~InUse() {
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+            inUse = false;
+        }
+        InUse(const InUse&) = delete;
+        InUse& operator=(const InUse&) = delete;
+    };
+
+    unsigned char bytes_[32 * sizeof(UuidWords)] = {};
+    std::size_t left_ = 0; ///< not handed out yet: so many from the first
+    unsigned long generation_ = 0;
+    volatile bool inUse_ = false;
+};
+
+// Without a destructor: identifiers may be made to the very end of a thread.
+thread_local constinit Supply supply;
+
 } // namespace
 
 UuidWords randomUuid() {
     unsigned char bytes[sizeof(UuidWords)];
-    fillRandom(bytes, sizeof bytes);
+    supply.take(bytes);
     bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
     bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
     UuidWords words;
