@@ -68,7 +68,7 @@ private:
     State state_ = State::kNew;
     unsigned long taken_ = 0;
     std::size_t buffered_ = 0;
-    std::array<char, 8192> buffer_;
+    std::array<char, 32768> buffer_; // of which a small file touches little
 };
 
 } // namespace Vq

@@ -47,12 +47,15 @@ Vq::Ptr<iFile> openNew(const char* path) {
     return namesFile(target) ? openReplacement(target, nullptr, reason) : nullptr;
 }
 
-Vq::Ptr<iFile> openRegular(const char* path, const struct stat& old) {
+/// `isLink` says whether `path` itself is a link.
+Vq::Ptr<iFile> openRegular(const char* path, const struct stat& old, bool isLink) {
     // Replacing asks for no right on the file itself; a write-protected one stays protected.
     if (::faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0) return nullptr;
-    const std::string target = followLinks(path);
+    const std::string target = isLink ? followLinks(path) : path;
     // The links of /proc lead to open files whatever their text says.
-    if (!isSameFile(target, old)) return openInPlace(path, LinuxInPlaceFile::Kind::kRegular);
+    if (isLink && !isSameFile(target, old)) {
+        return openInPlace(path, LinuxInPlaceFile::Kind::kRegular);
+    }
     int reason = 0;
     if (Vq::Ptr<iFile> file = openReplacement(target, &old, reason)) return file;
     if (!isRefusal(reason)) return nullptr;
@@ -67,9 +70,11 @@ LinuxReplacingFile::LinuxReplacingFile(LinuxTemporaryFile temporary, std::string
 
 Vq::Ptr<iFile> openToReplace(const char* path) {
     struct stat old;
-    if (::stat(path, &old) != 0) return errno == ENOENT ? openNew(path) : nullptr;
+    if (::lstat(path, &old) != 0) return errno == ENOENT ? openNew(path) : nullptr;
+    const bool isLink = S_ISLNK(old.st_mode);
+    if (isLink && ::stat(path, &old) != 0) return errno == ENOENT ? openNew(path) : nullptr;
     if (S_ISDIR(old.st_mode)) return nullptr;
-    if (S_ISREG(old.st_mode)) return openRegular(path, old);
+    if (S_ISREG(old.st_mode)) return openRegular(path, old, isLink);
     return openInPlace(path, LinuxInPlaceFile::Kind::kOther);
 }
 

@@ -7,7 +7,6 @@
 #include "Vq/detail/PairText.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -433,22 +432,28 @@ std::size_t longestLine(const VqIniFile::SectionMap& sections) {
 // was written count as the whole.
 class LineWriter {
 public:
-    LineWriter(iFile& file, std::string& buffer) : file_(file), line_(buffer) {}
+    /// `buffer` is borrowed and has room for the longest line.
+    LineWriter(iFile& file, char* buffer) : file_(file), line_(buffer), end_(buffer) {}
 
-    void line(std::initializer_list<std::string_view> parts) {
-        line_.clear();
-        for (std::string_view part : parts) line_.append(part);
-        line_.append("\r\n");
-        if (file_.write(line_.data(), static_cast<unsigned int>(line_.size())) == 0) ok_ = false;
+    void emptyLine() { endLine(); }
+
+    void header(const Narrow& name) {
+        add("[");
+        add(name);
+        add("]");
+        endLine();
     }
 
     void pairs(const VqIniFile::Section& section) {
         for (const AttribValuePair& pair : section) {
             if (pair.form() == AttribValuePair::kPartsOnly) {
-                line({pair.name(), "=", pair.value()});
+                add(pair.name());
+                add("=");
+                add(pair.value());
             } else {
-                line({pair.text()});
+                add(pair.text());
             }
+            endLine();
         }
     }
 
@@ -456,8 +461,20 @@ public:
     bool ok() const { return ok_; }
 
 private:
+    void add(std::string_view part) {
+        std::memcpy(end_, part.data(), part.size());
+        end_ += part.size();
+    }
+
+    void endLine() {
+        add("\r\n");
+        if (file_.write(line_, static_cast<unsigned int>(end_ - line_)) == 0) ok_ = false;
+        end_ = line_;
+    }
+
     iFile& file_;
-    std::string& line_;
+    char* const line_;
+    char* end_; ///< of the line so far
     bool ok_ = true;
 };
 
@@ -488,12 +505,11 @@ bool VqIniFile::saveAll(Wide path) {
 Vq::Ptr<iFile> VqIniFile::write(AtAnonymous atAnonymous, bool& allWritten) const {
     // Whatever allocates comes before the opening; see LineWriter.
     const auto anonymous = sections_.find(kAnonymousSection());
-    std::string buffer;
-    buffer.reserve(longestLine(sections_));
+    const std::unique_ptr<char[]> buffer(new char[longestLine(sections_)]);
     Vq::Ptr<iFile> file = OS()->fileSystem()->openFile(path_, 2, 3, 0, 0);
     if (!file) return file;
 
-    LineWriter writer(*file, buffer);
+    LineWriter writer(*file, buffer.get());
     if (anonymous != sections_.end()) writer.pairs(anonymous->second);
     bool blankLineDue = anonymous != sections_.end();
     for (auto section = sections_.begin(); section != sections_.end(); ++section) {
@@ -501,8 +517,8 @@ Vq::Ptr<iFile> VqIniFile::write(AtAnonymous atAnonymous, bool& allWritten) const
             if (atAnonymous == AtAnonymous::kStayForever) stayForever();
             continue;
         }
-        if (blankLineDue) writer.line({});
-        writer.line({"[", section->first, "]"});
+        if (blankLineDue) writer.emptyLine();
+        writer.header(section->first);
         writer.pairs(section->second);
         blankLineDue = !isEssentiallyEmpty(section->first);
     }

@@ -115,7 +115,8 @@ TEST_F(LinuxReplacingFile, IsEmptyWhenNothingIsWritten) {
 TEST_F(LinuxReplacingFile, KeepsAllBytesWhateverTheSizesOfTheWrites) {
     std::string expected;
     const auto file = openToReplace(a());
-    for (const std::size_t size : {1U, 8191U, 1U, 8192U, 1U, 8190U, 8193U, 0U, 20000U, 3U, 8192U}) {
+    for (const std::size_t size :
+         {1U, 32767U, 1U, 32768U, 1U, 32766U, 32769U, 0U, 80000U, 3U, 8192U, 32768U}) {
         const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
         EXPECT_EQ(put(*file, piece), 1);
         expected += piece;
