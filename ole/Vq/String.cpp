@@ -1,7 +1,9 @@
 #include "Vq/String.h"
 
 #include "Vq/Platform.h"
+#include "Vq/detail/AsciiCase.h"
 #include "Vq/detail/Assertion.h"
+#include "Vq/detail/LocaleCase.h"
 #include "Vq/detail/NumberText.h"
 
 #include <algorithm>
@@ -15,6 +17,7 @@
 #include <cwctype>
 #include <iterator>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <ctype.h>
@@ -74,10 +77,18 @@ Wide Vq::WStringFromAscii(const char* text) {
 
 namespace {
 
-// The one in-place case change: `mapped` gives the other case of one character.
-template <class T, class Mapped> void changeCase(LightweightString<T>& s, Mapped mapped) {
-    T* const text = s.unshare();
-    std::transform(text, text + s.length(), text, mapped);
+using Vq::detail::Case;
+
+// The one in-place case change: `change(from, to, n)` writes the other case of `n` characters. What
+// is shared goes to a block of its own on the way.
+template <class T, class Change> void changeCase(LightweightString<T>& s, Change change) {
+    if (s.useCount() <= 1) {
+        change(s.c_str(), s.data(), s.length());
+    } else {
+        auto made = LightweightString<T>::withLength(s.length());
+        change(s.c_str(), made.data(), s.length());
+        s = std::move(made);
+    }
 }
 
 template <class T>
@@ -86,9 +97,28 @@ LightweightString<T> changed(LightweightString<T> copy, void (*change)(Lightweig
     return copy;
 }
 
+// Shorter texts are changed before their locale would be looked at.
+constexpr std::size_t kWorthAProof = 48;
+
 // libc's tables reach down to -128, so that a byte may be looked up as the signed character it is.
-auto byteMapping(const int* table) {
-    return [table](char c) { return static_cast<char>(table[static_cast<signed char>(c)]); };
+void changeCase(Narrow& s, Case wanted, const int* table) {
+    changeCase(s, [wanted, table](const char* from, char* to, std::size_t n) {
+        if (n >= kWorthAProof && Vq::detail::mapsPlainly(wanted, table)) {
+            return Vq::detail::changeAsciiCase(wanted, from, to, n);
+        }
+        std::transform(from, from + n, to, [table](char c) {
+            return static_cast<char>(table[static_cast<signed char>(c)]);
+        });
+    });
+}
+
+template <class Map> void changeCase(Wide& s, Case wanted, Map map) {
+    changeCase(s, [wanted, map](const wchar_t* from, wchar_t* to, std::size_t n) {
+        if (n >= kWorthAProof && Vq::detail::localeMapsAsciiPlainly(wanted)) {
+            return Vq::detail::changeAsciiCase(wanted, from, to, n, map);
+        }
+        std::transform(from, from + n, to, map);
+    });
 }
 
 wchar_t upperCase(wchar_t c) {
@@ -102,11 +132,11 @@ wchar_t lowerCase(wchar_t c) {
 } // namespace
 
 void toUpper(Narrow& s) {
-    changeCase(s, byteMapping(*__ctype_toupper_loc()));
+    changeCase(s, Case::kUpper, *__ctype_toupper_loc());
 }
 
 void toLower(Narrow& s) {
-    changeCase(s, byteMapping(*__ctype_tolower_loc()));
+    changeCase(s, Case::kLower, *__ctype_tolower_loc());
 }
 
 Narrow toUpper(const Narrow& s) {
@@ -118,11 +148,11 @@ Narrow toLower(const Narrow& s) {
 }
 
 void Vq::toUpper(Wide& s) {
-    changeCase(s, upperCase);
+    changeCase(s, Case::kUpper, upperCase);
 }
 
 void Vq::toLower(Wide& s) {
-    changeCase(s, lowerCase);
+    changeCase(s, Case::kLower, lowerCase);
 }
 
 Wide Vq::toUpper(const Wide& s) {
