@@ -99,6 +99,18 @@ TEST_F(StringSubstitute, FollowsItsDefinitionWithZeroCharacters) {
     expectTheDefinition(L"aAb\0"sv, 4);
 }
 
+TEST_F(StringSubstitute, FollowsItsDefinitionInLongTexts) {
+    const ScopedLocale locale(LC_CTYPE, kUnicodeLocale);
+    std::mt19937 random(22);
+    for (int round = 0; round < 1000; ++round) {
+        const std::wstring text = randomText(random, L"aAbB\u00E9\u00C9", 300);
+        const std::wstring pattern = randomText(random, L"aAbB\u00E9\u00C9", 3);
+        const std::wstring replacement = randomText(random, L"xyz", 20);
+        ASSERT_EQ(substitute(text, pattern, replacement), definition(text, pattern, replacement))
+            << "round " << round;
+    }
+}
+
 // --- What follows from it
 
 TEST_F(StringSubstitute, ReplacesEveryOccurrenceWithoutRegardToCase) {

@@ -5,6 +5,7 @@
 #include "Vq/detail/Assertion.h"
 #include "Vq/detail/LocaleCase.h"
 #include "Vq/detail/NumberText.h"
+#include "Vq/detail/SearchBack.h"
 
 #include <algorithm>
 #include <cfenv>
@@ -187,34 +188,69 @@ bool Vq::endsWith(const Wide& s, wchar_t c, bool caseSensitive) {
     return caseSensitive ? last == c : upperCase(last) == upperCase(c);
 }
 
+namespace {
+
+// Starts of what is replaced, the last first.
+using Matches = std::vector<unsigned int>;
+
+// `length` characters at each match go, and `replacement` comes.
+Wide replaced(std::wstring_view text, const Matches& matches, std::size_t length,
+              std::wstring_view replacement) {
+    Wide result = Wide::withLength(text.size() - matches.size() * length +
+                                   matches.size() * replacement.size());
+    wchar_t* to = result.data();
+    const auto put = [&to](std::wstring_view part) { to += part.copy(to, part.size()); };
+    std::size_t done = 0;
+    for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
+        put(text.substr(done, *match - done));
+        put(replacement);
+        done = *match + length;
+    }
+    put(text.substr(done));
+    return result;
+}
+
+// The same for a pattern with a zero character, of which more goes than was found: `removed`
+// characters, those of replacements made before included.
+Wide replacedOverlapping(std::wstring_view text, const Matches& matches, std::size_t removed,
+                         std::wstring_view replacement) {
+    // The result from its end to its start, so that every step touches the last characters only.
+    std::vector<wchar_t> reversed;
+    std::size_t from = text.size();
+    const auto prepend = [&reversed](std::wstring_view part) {
+        reversed.insert(reversed.end(), part.rbegin(), part.rend());
+    };
+    for (const std::size_t match : matches) {
+        prepend(text.substr(match, from - match));
+        reversed.resize(reversed.size() - std::min(removed, reversed.size()));
+        prepend(replacement);
+        from = match;
+    }
+    prepend(text.substr(0, from));
+    std::reverse(reversed.begin(), reversed.end());
+    return Wide(std::wstring_view(reversed.data(), reversed.size()));
+}
+
+} // namespace
+
 Wide Vq::substituteCaseInsensitive(const Wide& text, const Wide& pattern, const Wide& replacement) {
     const Wide searchedText = Vq::toLower(text);
     const Wide loweredPattern = Vq::toLower(pattern);
     const std::wstring_view searched = searchedText;
     const std::wstring_view sought = loweredPattern.c_str();
-    if (sought.empty() || sought.size() > searched.size()) return text;
-    std::size_t match = searched.rfind(sought);
+    if (sought.empty()) return text;
+    std::size_t match = detail::lastOccurrence(searched, sought, searched.size());
     if (match == searched.npos) return text;
 
-    // The result from its end to its start, so that every step touches the last characters only.
-    std::vector<wchar_t> reversed;
-    const std::wstring_view original = text;
-    std::size_t from = original.size();
-    const auto prepend = [&reversed](std::wstring_view part) {
-        reversed.insert(reversed.end(), part.rbegin(), part.rend());
-    };
-    while (match != searched.npos) {
-        prepend(original.substr(match, from - match));
-        reversed.resize(reversed.size() - std::min<std::size_t>(pattern.length(), reversed.size()));
-        prepend(replacement);
-        from = match;
-        match =
-            match < sought.size() ? searched.npos : searched.rfind(sought, match - sought.size());
+    Matches matches;
+    matches.reserve(64);
+    for (; match != searched.npos; match = detail::lastOccurrence(searched, sought, match)) {
+        matches.push_back(static_cast<unsigned int>(match));
     }
-    prepend(original.substr(0, from));
-
-    std::reverse(reversed.begin(), reversed.end());
-    return Wide(std::wstring_view(reversed.data(), reversed.size()));
+    if (pattern.length() != sought.size()) {
+        return replacedOverlapping(text, matches, pattern.length(), replacement);
+    }
+    return replaced(text, matches, sought.size(), replacement);
 }
 
 // --- Numbers
