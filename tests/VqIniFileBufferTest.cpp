@@ -102,6 +102,20 @@ TEST_F(VqIniFileBuffer, LoadsAsItsLinesDoWhereBytesBeyondAsciiArePrintable) {
     expectRandomOnesLoadAlike(23);
 }
 
+TEST_F(VqIniFileBuffer, GivesANewSectionRoomForItsPairsAndNoMore) {
+    const std::string_view text =
+        "[a]\r\nk=1\r\n\r\nk=2\nk=3\n[b]\nk=4\n [c]\nk=5\nk=6\n\t[d]\nk=7";
+    Map map = mapOf(true);
+    Vq::StringManip::splitBuffer(SectionsBuildingOutputIterator(&map), text.data(), text.size(),
+                                 '\n');
+    std::vector<std::size_t> sizes;
+    for (const auto& [name, pairs] : map) {
+        sizes.push_back(pairs.size());
+        EXPECT_EQ(pairs.capacity(), pairs.size()) << name;
+    }
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{3, 1, 2, 1}));
+}
+
 TEST_F(VqIniFileBuffer, LooksASectionUpOncePerHeader) {
     const std::string_view text = "[a]\nk=1\nk=2\nk=3\n[b]\nk=4\n[a]\nk=5\n";
     Map map = mapOf(true);

@@ -278,9 +278,11 @@ std::string_view nameIn(std::string_view header) {
     return header.substr(1, header.size() - 2);
 }
 
-// A missing section comes with its first pair, so that it is never there without one.
+// A missing section comes with its first pair, so that it is never there without one. It gets room
+// for as many as `countPairs` says that it will have.
+template <class Count>
 VqIniFile::Section& append(VqIniFile::SectionMap& sections, const Narrow& name,
-                           AttribValuePair&& pair) {
+                           AttribValuePair&& pair, Count countPairs) {
     // In a file that was saved each section comes behind the last.
     const bool isLast = !sections.empty() && sections.key_comp()(sections.rbegin()->first, name);
     const auto found = isLast ? sections.end() : sections.lower_bound(name);
@@ -289,6 +291,7 @@ VqIniFile::Section& append(VqIniFile::SectionMap& sections, const Narrow& name,
         return found->second;
     }
     VqIniFile::Section section;
+    section.reserve(countPairs());
     section.push_back(std::move(pair));
     return sections.emplace_hint(found, name, std::move(section))->second;
 }
@@ -306,7 +309,8 @@ SectionsBuildingOutputIterator& SectionsBuildingOutputIterator::operator=(Narrow
     } else {
         const PairText pair(text, '=');
         const bool isWhole = text.size() == line.length();
-        append(*sections_, section_, isWhole ? pair.pair(std::move(line)) : pair.pair());
+        append(*sections_, section_, isWhole ? pair.pair(std::move(line)) : pair.pair(),
+               [] { return 1; });
     }
     return *this;
 }
@@ -317,7 +321,8 @@ public:
     explicit SectionFiller(SectionsBuildingOutputIterator&& sink)
         : sections_(*sink.sections_), name_(std::move(sink.section_)) {}
 
-    void take(std::string_view line) {
+    /// `rest` is what comes behind the line.
+    void take(std::string_view line, std::string_view rest, char separator) {
         line = trimmed(line);
         if (line.empty()) return;
         if (isHeader(line)) {
@@ -329,11 +334,29 @@ public:
         if (section_) {
             section_->push_back(std::move(pair));
         } else {
-            section_ = &append(sections_, name_, std::move(pair));
+            section_ = &append(sections_, name_, std::move(pair),
+                               [&] { return 1 + pairsUpToAHeader(rest, separator); });
         }
     }
 
 private:
+    // Stops at the first line that is not plainly blank or a pair, so that it never counts what may
+    // be another section's, nor any line twice.
+    static std::size_t pairsUpToAHeader(std::string_view text, char separator) {
+        std::size_t count = 0;
+        const Printable isPrintable;
+        while (!text.empty()) {
+            const std::size_t end = std::min(text.find(separator), text.size());
+            const std::string_view line = text.substr(0, end);
+            if (!line.empty() && line != "\r") {
+                if (line.front() == '[' || line.front() == ' ' || !isPrintable(line.front())) break;
+                ++count;
+            }
+            text.remove_prefix(std::min(end + 1, text.size()));
+        }
+        return count;
+    }
+
     VqIniFile::SectionMap& sections_;
     Narrow name_;
     VqIniFile::Section* section_ = nullptr; ///< of that name; null until it has been looked for
@@ -349,9 +372,10 @@ unsigned long Vq::StringManip::splitBuffer(SectionsBuildingOutputIterator out, c
     while (!rest.empty()) {
         const std::size_t found = rest.find(separator);
         const std::size_t next = found == rest.npos ? rest.size() : found + 1;
-        filler.take(withoutUnprintableEnd(rest.substr(0, next), isPrintable));
-        ++lines;
+        const std::string_view line = withoutUnprintableEnd(rest.substr(0, next), isPrintable);
         rest.remove_prefix(next);
+        filler.take(line, rest, separator);
+        ++lines;
         rest.remove_prefix(unprintableStart(rest, separator, isPrintable));
     }
     return lines;
