@@ -1,6 +1,7 @@
 // Identifiers: read from text, written to a buffer or a string, made. The size is the number of
 // characters, for new ones of bytes.
 
+#include "Vq/Platform.h"
 #include "Vq/UUID.h"
 
 #include "Bench.h"
@@ -57,6 +58,18 @@ void addPrint() {
         for (auto step : state) {
             const LightweightString<char> text = id.asString();
             benchmark::DoNotOptimize(text.c_str());
+        }
+    });
+    // What the design asks for any text of that length: a block and a count, through the platform.
+    vqbench::add("uuid.print.string", "bound.design", 36, [](benchmark::State& state) {
+        const std::size_t bytes = sizeof(LightweightString<char>::Impl) + 64;
+        int count = 0;
+        for (auto step : state) {
+            void* const block = OS()->memory()->allocate(bytes);
+            OS()->atomics()->atomicIncrement(&count);
+            benchmark::DoNotOptimize(block);
+            vqbench::require(OS()->atomics()->atomicDecrement(&count) == 0);
+            OS()->memory()->deallocate(block);
         }
     });
     vqbench::add("uuid.print.wide", "ours", 36, [](benchmark::State& state) {

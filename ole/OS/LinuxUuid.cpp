@@ -1,6 +1,7 @@
 #include "OS/LinuxUuid.h"
 
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -111,10 +112,12 @@ thread_local constinit Supply supply;
 UuidWords randomUuid() {
     unsigned char bytes[sizeof(UuidWords)];
     supply.take(bytes);
-    bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
-    bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
     UuidWords words;
     std::memcpy(&words, bytes, sizeof words);
+    // In whole words, as the bytes came: byte 6 has the bits from 48 on, byte 8 the lowest.
+    static_assert(std::endian::native == std::endian::little);
+    words.first = (words.first & ~(0xF0UL << 48)) | 0x40UL << 48;
+    words.second = (words.second & ~0xC0UL) | 0x80UL;
     return words;
 }
 
