@@ -50,7 +50,7 @@ def reasons_of(rows):
     for row in rows:
         for limit in row.limits:
             if limit.met is False:
-                reason = limit.target.reason or "No reason is known."
+                reason = limit.target.reason or "Without a known reason."
                 by_reason.setdefault(reason, []).append(row.name)
     return [f"{', '.join(dict.fromkeys(names))}: {text}" for text, names in by_reason.items()]
 
@@ -169,7 +169,8 @@ def chart(rows):
         at = f"{x(2.0**power):.1f}"
         stroke = "#555" if power == 0 else "#ddd"
         parts.append(f'<path d="M{at} {_TOP - 6}V{height}" stroke="{stroke}"/>')
-        parts.append(f'<text x="{at}" y="{_TOP - 10}" text-anchor="middle">{2.0**power:g}</text>')
+        shown = f"1/{2**-power}" if power < 0 else f"{2**power}"
+        parts.append(f'<text x="{at}" y="{_TOP - 10}" text-anchor="middle">{shown}</text>')
     for i, row in enumerate(drawn):
         parts += bar(row, _TOP + _LINE * i, x)
     return "\n".join(parts + ["</svg>"]) + "\n"

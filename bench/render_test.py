@@ -108,6 +108,10 @@ class Chart(unittest.TestCase):
         fills = [bar.get("fill") for bar in self.elements(rows, "rect")]
         self.assertEqual(fills, ["white", "#c62828", "#2e7d32", "#757575"])
 
+    def test_has_a_scale_that_holds_all_bars_and_ticks(self):
+        texts = [text.text for text in self.elements([row(1.3), row(ratio=0.2)], "text")]
+        self.assertEqual(texts[2:7], ["1/8", "1/4", "1/2", "1", "2"])
+
     def test_has_a_tick_where_the_tightest_limit_lies(self):
         self.assertEqual(render.tick_of(row(1.3)), 1.3)
         self.assertIsNone(render.tick_of(row()))
