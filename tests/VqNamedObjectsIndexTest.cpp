@@ -131,6 +131,39 @@ TEST_F(NamedObjectsOfManyNames, UnderManyTypesAreAllTheirOwn) {
     }
 }
 
+TEST_F(NamedObjectsOfManyNames, FindTheOldestOfEachKeyThroughEveryGrowth) {
+    constexpr int kKeys = 40;
+    std::vector<NamedObjectInfo*> oldest;
+    for (int round = 0; round < 20; ++round) {
+        for (int i = 0; i < kKeys; ++i) {
+            NamedObjectInfo* const made =
+                registry().addListEntry_(kInt, std::to_string(i).c_str(), nullptr);
+            if (round == 0) oldest.push_back(made);
+        }
+        for (int i = 0; i < kKeys; ++i) {
+            ASSERT_EQ(registry().findInfo_(kInt, std::to_string(i).c_str()),
+                      oldest[static_cast<std::size_t>(i)])
+                << "round " << round;
+        }
+    }
+}
+
+TEST_F(NamedObjectsOfManyNames, UnderTypesThatTakeTurnsAreToldApart) {
+    std::vector<std::string> types;
+    for (int i = 0; i < 7; ++i) types.push_back("T" + std::to_string(i));
+    for (std::size_t i = 0; i < 700; ++i) {
+        const NamedType type(types[i * i % types.size()].c_str());
+        registry().create_(type, std::to_string(i).c_str(), &objects_[i]);
+    }
+    for (std::size_t i = 0; i < 700; ++i) {
+        for (std::size_t k = 0; k < types.size(); ++k) {
+            void* const expected = k == i * i % types.size() ? &objects_[i] : nullptr;
+            ASSERT_EQ(registry().find_(NamedType(types[k].c_str()), std::to_string(i).c_str()),
+                      expected);
+        }
+    }
+}
+
 // --- One checksum
 
 TEST_F(NamedObjectsOfOneChecksum, AreToldApartByTheTextOfTheName) {
@@ -286,6 +319,22 @@ TEST_F(NamedObjectsWithoutRoom, GetItWithTheNextEntryThatComesWhenThereIsMemoryA
     }
     EXPECT_EQ(add(i), kBlocksOfAnEntry + 1) << "it grows now";
     EXPECT_EQ(add(i + 1), kBlocksOfAnEntry);
+}
+
+TEST_F(NamedObjectsWithoutRoom, FindTheOldestOfAKeyBeforeAndAfterThereIsMemoryAgain) {
+    std::vector<NamedObjectInfo*> oldest;
+    for (int i = 0; i < 200; ++i) {
+        if (i < 100) platform().calls().failFrom(kAllocate, kBlocksOfAnEntry + 1);
+        NamedObjectInfo* const made =
+            registry().addListEntry_(kInt, std::to_string(i % 50).c_str(), nullptr);
+        platform().calls().succeed(kAllocate);
+        if (i < 50) oldest.push_back(made);
+        for (int k = 0; k <= i && k < 50; ++k) {
+            ASSERT_EQ(registry().findInfo_(kInt, std::to_string(k).c_str()),
+                      oldest[static_cast<std::size_t>(k)])
+                << i;
+        }
+    }
 }
 
 TEST_F(NamedObjectsWithoutRoom, AskForItRarely) {

@@ -27,6 +27,10 @@
 
 #include <concepts>
 
+namespace Vq::detail {
+class NamedObjectIndex;
+}
+
 /// A recursive lock on the platform's. Copying shares the lock at the cost of one increment. There
 /// is no move: a lock that was moved from would be none. Destroying the last handle while a thread
 /// holds the lock is undefined.
@@ -95,6 +99,8 @@ public:
     [[nodiscard]] bool try_lock() { return attemptEntry() == 0; }
 
 private:
+    friend class Vq::detail::NamedObjectIndex;
+
     Vq::Ptr<Rep, Vq::DtorTraits, Vq::ExternalRefCountTraits> rep_;
 };
 

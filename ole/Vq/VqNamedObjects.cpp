@@ -54,8 +54,8 @@ NamedObjectsNamespace::NamedObjectsNamespace(const char* name) : name_(name) {}
 
 NamedObjectsNamespace::~NamedObjectsNamespace() {
     for (NamedObjectInfo* info : entries_) {
-        info->nextRetired_ = gRetired.load(std::memory_order_relaxed);
-        while (!gRetired.compare_exchange_weak(info->nextRetired_, info)) {
+        info->next_ = gRetired.load(std::memory_order_relaxed);
+        while (!gRetired.compare_exchange_weak(info->next_, info)) {
         }
     }
 }

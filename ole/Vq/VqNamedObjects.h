@@ -49,8 +49,8 @@ private:
     friend class Vq::detail::NamedObjectIndex;
     explicit NamedObjectInfo(const Vq::detail::NamedObjectKey& key);
 
-    NamedObjectInfo* nextInChain_ = nullptr; // of the index
-    NamedObjectInfo* nextRetired_ = nullptr; // once its namespace is gone
+    const NamedObjectInfo* likeTyped_ = nullptr; // of the same type name, perhaps this one
+    NamedObjectInfo* next_ = nullptr; // left out of the index, or retired with its namespace
 };
 
 namespace Vq {

@@ -3,6 +3,7 @@
 #include "Vq/System.h"
 #include "Vq/VqNamedObjects.h"
 
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -18,11 +19,30 @@ unsigned int checksum(std::string_view text) {
     return CRC::CalculateCRC32ForBlock(text.data(), text.size());
 }
 
-std::size_t chainOf(unsigned int typeCrc, unsigned int nameCrc, std::size_t size) {
-    // The checksum of a short name is its letters, which differ little: multiplied, every bit
-    // reaches the upper ones.
-    const std::size_t both = std::size_t{typeCrc} << 32 | nameCrc;
-    return ((both ^ both >> 29) * 0x9E3779B97F4A7C15u >> 32) & (size - 1);
+constexpr std::uint64_t joined(unsigned int typeCrc, unsigned int nameCrc) {
+    return std::uint64_t{typeCrc} << 32 | nameCrc;
+}
+
+// The checksum of a short name is its letters, which differ little: multiplied, every bit reaches
+// the upper ones.
+std::uint64_t mixed(std::uint64_t checksums) {
+    return (checksums ^ checksums >> 29) * 0x9E3779B97F4A7C15u;
+}
+
+std::size_t firstPlace(std::uint64_t mix, std::size_t size) {
+    return (mix >> 24) & (size - 1);
+}
+
+// What of a place is not the address. Processors give programs no address that has such bits,
+// unless asked to; an entry at such a one is left out of the table.
+constexpr std::uint64_t kBeside = std::uint64_t{0xFFFF} << 48;
+
+bool hasPlainAddress(const NamedObjectInfo* entry) {
+    return (reinterpret_cast<std::uintptr_t>(entry) & kBeside) == 0;
+}
+
+NamedObjectInfo* entryIn(std::uint64_t place) {
+    return reinterpret_cast<NamedObjectInfo*>(place & ~kBeside);
 }
 
 } // namespace
@@ -31,41 +51,88 @@ NamedObjectKey::NamedObjectKey(const std::type_info& ofType, const char* ofName)
     : type(withoutMark(ofType.name())), name(ofName ? ofName : ""), typeCrc(checksum(type)),
       nameCrc(checksum(name)) {}
 
-bool NamedObjectIndex::matches(const NamedObjectInfo& entry, const NamedObjectKey& key) noexcept {
-    return entry.typeCrc_ == key.typeCrc && entry.nameCrc_ == key.nameCrc &&
-           entry.typeName_ == key.type && entry.name_ == key.name;
+NamedObjectIndex::Checksums NamedObjectIndex::checksumsOf(const NamedObjectInfo& entry) noexcept {
+    return joined(entry.typeCrc_, entry.nameCrc_);
+}
+
+bool NamedObjectIndex::matches(const NamedObjectInfo& entry, Checksums checksums,
+                               const NamedObjectKey& key) noexcept {
+    return checksumsOf(entry) == checksums && entry.likeTyped_->typeName_ == key.type &&
+           entry.name_ == key.name;
 }
 
 NamedObjectInfo* NamedObjectIndex::find(const NamedObjectKey& key) const noexcept {
-    NamedObjectInfo* entry = chains()[chainOf(key.typeCrc, key.nameCrc, size_)].first;
-    while (entry && !matches(*entry, key)) entry = entry->nextInChain_;
+    const Checksums checksums = joined(key.typeCrc, key.nameCrc);
+    const std::uint64_t mix = mixed(checksums);
+    const Place* const all = places();
+    for (std::size_t i = firstPlace(mix, size_); all[i] != 0; i = (i + 1) & (size_ - 1)) {
+        if (((all[i] ^ mix) & kBeside) != 0) continue;
+        NamedObjectInfo* const entry = entryIn(all[i]);
+        // What the caller wants next; it comes while the texts are compared.
+        __builtin_prefetch(entry->lock_.rep_->lock_.get());
+        if (matches(*entry, checksums, key)) return entry;
+    }
+    NamedObjectInfo* entry = firstLeftOut_;
+    while (entry && !matches(*entry, checksums, key)) entry = entry->next_;
     return entry;
 }
 
-void NamedObjectIndex::link(Chain* chains, std::size_t size, NamedObjectInfo* entry) noexcept {
-    Chain& chain = chains[chainOf(entry->typeCrc_, entry->nameCrc_, size)];
-    entry->nextInChain_ = nullptr;
-    (chain.last ? chain.last->nextInChain_ : chain.first) = entry;
-    chain.last = entry;
+void NamedObjectIndex::put(Place* places, std::size_t size, NamedObjectInfo* entry) noexcept {
+    const std::uint64_t mix = mixed(checksumsOf(*entry));
+    std::size_t i = firstPlace(mix, size);
+    while (places[i] != 0) i = (i + 1) & (size - 1);
+    places[i] = (mix & kBeside) | reinterpret_cast<std::uintptr_t>(entry);
 }
 
 void NamedObjectIndex::add(NamedObjectInfo* entry) noexcept {
-    if (count_ >= size_) grow(); // more when an earlier growth was refused
-    link(chains(), size_, entry);
-    ++count_;
+    noteType(entry);
+    while (isFull() && grow()) {
+    }
+    append(entry);
 }
 
-void NamedObjectIndex::grow() noexcept {
+// Into the table; once one was left out, behind that, since the table is searched first.
+void NamedObjectIndex::append(NamedObjectInfo* entry) noexcept {
+    if (!isFull() && !firstLeftOut_ && hasPlainAddress(entry)) {
+        put(places(), size_, entry);
+        ++count_;
+        return;
+    }
+    (firstLeftOut_ ? lastLeftOut_->next_ : firstLeftOut_) = entry;
+    lastLeftOut_ = entry;
+}
+
+bool NamedObjectIndex::grow() noexcept {
     const std::size_t size = size_ * 2;
-    std::unique_ptr<Chain[]> larger(new (std::nothrow) Chain[size]);
-    if (!larger) return;
-    // Chain by chain keeps the order: equal keys are in one chain.
-    for (std::size_t i = 0; i < size_; ++i) {
-        NamedObjectInfo* entry = chains()[i].first;
-        while (entry) link(larger.get(), size, std::exchange(entry, entry->nextInChain_));
+    std::unique_ptr<Place[]> larger(new (std::nothrow) Place[size]());
+    if (!larger) return false;
+    // From behind a free place, so that no row of taken ones is begun in its middle: that keeps the
+    // order of those that point to the same place.
+    const Place* const all = places();
+    std::size_t start = 0;
+    while (all[start] != 0) ++start;
+    for (std::size_t i = start + 1; i < start + size_; ++i) {
+        const Place place = all[i & (size_ - 1)];
+        if (place != 0) put(larger.get(), size, entryIn(place));
     }
     grown_ = std::move(larger);
     size_ = size;
+    for (NamedObjectInfo* entry = std::exchange(firstLeftOut_, nullptr); entry;) {
+        append(std::exchange(entry, std::exchange(entry->next_, nullptr)));
+    }
+    return true;
+}
+
+// Entries of one type have its name compared in one place, which stays in the processor's cache.
+void NamedObjectIndex::noteType(NamedObjectInfo* entry) noexcept {
+    entry->likeTyped_ = entry;
+    for (const NamedObjectInfo* other : types_) {
+        if (other && other->typeCrc_ == entry->typeCrc_ && other->typeName_ == entry->typeName_) {
+            entry->likeTyped_ = other;
+            return;
+        }
+    }
+    types_[nextType_++ % kTypes] = entry;
 }
 
 } // namespace Vq::detail
