@@ -131,7 +131,7 @@ def machine():
     compiler = output_of(["g++", "--version"]).stdout.splitlines()[0]
     return (
         f"{cpu.group(1) if cpu else platform.machine()}, {os.cpu_count()} processors, "
-        f"Linux {platform.release().split("-")[0]}, glibc {platform.libc_ver()[1]}, {compiler}."
+        f"Linux {platform.release().split('-')[0]}, glibc {platform.libc_ver()[1]}, {compiler}."
     )
 
 
