@@ -83,7 +83,9 @@ class Results:
         """Takes in what vq_bench_counts wrote: lines of name, allocations and atomic operations."""
         for line in text.splitlines():
             name, allocs, atomics = line.split("\t")
-            workload, _, size = parse_name(name)
+            workload, peer, size = parse_name(name)
+            if peer != "ours":
+                continue  # a bound that is built from the library's parts
             counters = self.counters.setdefault((workload, size), {})
             counters.update(allocs=float(allocs), atomics=float(atomics))
 

@@ -76,7 +76,7 @@ class Joining(unittest.TestCase):
 
     def test_adds_the_counts_to_the_counters(self):
         results = results_of(run(entry("w/ours/1", 1, peak=4.5)))
-        results.add_counts("w/ours/1\t1\t2.5\nv/ours/9\t0\t0\n")
+        results.add_counts("w/ours/1\t1\t2.5\nw/bound.design/1\t7\t7\nv/ours/9\t0\t0\n")
         self.assertEqual(results.counters["w", 1], {"peak": 4.5, "allocs": 1, "atomics": 2.5})
         self.assertEqual(results.counters["v", 9], {"allocs": 0, "atomics": 0})
 
