@@ -348,7 +348,9 @@ Wide Vq::WStringFromFloat(double d, char precision, bool stripZeros) {
     formatDouble(buffer, std::clamp<int>(static_cast<signed char>(precision), 0, 9), d);
     Wide text = WStringFromAscii(buffer);
     if (stripZeros) stripTrailingChars(text, L'0');
-    if (endsWith(text, L'.', true)) text.truncate(text.length() - 1);
+    if (const unsigned int length = text.length(); length != 0 && text[length - 1] == L'.') {
+        text.truncate(length - 1);
+    }
     return text;
 }
 

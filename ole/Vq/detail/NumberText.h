@@ -9,6 +9,8 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <emmintrin.h>
 
 namespace Vq::detail {
 
@@ -58,6 +60,54 @@ template <class T> constexpr void printDigits(T* to, unsigned int digits, std::u
     if (digits != 0) to[0] = static_cast<T>('0' + n % 10);
 }
 
+inline constexpr std::uint64_t kEightDigits = 100000000;
+
+/// The eight digits of `n`, which is below 10^8, zeros in front, as characters: the first one in the
+/// lowest byte. Halves are split in two at once, then all four quarters, then all pairs.
+constexpr std::uint64_t eightDigits(std::uint64_t n) {
+    const std::uint64_t halves = n / 10000 | n % 10000 << 32;
+    // Divisions by 100 and by 10, exact for what the fields hold.
+    const std::uint64_t hundreds = halves * 10486 >> 20 & 0x0000007F'0000007F;
+    const std::uint64_t pairs = (halves - 100 * hundreds) << 16 | hundreds;
+    const std::uint64_t tens = pairs * 103 >> 10 & 0x000F000F'000F000F;
+    return ((pairs - 10 * tens) << 8 | tens) + 0x30303030'30303030;
+}
+
+/// The last `digits` of them, 1 to 8, in the lowest bytes; 0 above.
+constexpr std::uint64_t lastDigits(std::uint64_t n, unsigned int digits) {
+    return eightDigits(n) >> (64 - 8 * digits);
+}
+
+/// Writes the lowest `n` bytes of `characters`, 1 to 8: two halves that may overlap.
+inline void storeCharacters(char* to, std::uint64_t characters, unsigned int n) {
+    if (n >= 4) {
+        const std::uint64_t rest = characters >> (8 * n - 32);
+        std::memcpy(to, &characters, 4);
+        std::memcpy(to + n - 4, &rest, 4);
+    } else if (n >= 2) {
+        const std::uint64_t rest = characters >> (8 * n - 16);
+        std::memcpy(to, &characters, 2);
+        std::memcpy(to + n - 2, &rest, 2);
+    } else {
+        *to = static_cast<char>(characters);
+    }
+}
+
+inline void storeCharacters(wchar_t* to, std::uint64_t characters, unsigned int n) {
+    const auto storeFour = [](wchar_t* at, std::uint64_t four) {
+        const __m128i bytes = _mm_cvtsi64_si128(static_cast<long long>(four));
+        const __m128i pairs = _mm_unpacklo_epi8(bytes, _mm_setzero_si128());
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(at),
+                         _mm_unpacklo_epi16(pairs, _mm_setzero_si128()));
+    };
+    if (n >= 4) {
+        storeFour(to, characters);
+        storeFour(to + n - 4, characters >> (8 * n - 32));
+    } else {
+        for (; n != 0; --n, characters >>= 8) *to++ = static_cast<wchar_t>(characters & 0xFF);
+    }
+}
+
 /// A whole number apart: the sign, the digits without it and how many characters both are.
 struct Integer {
     template <class N>
@@ -67,9 +117,14 @@ struct Integer {
     }
 
     /// Writes `length` characters.
-    template <class T> constexpr void print(T* to) const {
+    template <class T> void print(T* to) const {
         if (isNegative) *to++ = T('-');
-        printDigits(to, length - isNegative, magnitude);
+        const unsigned int digits = length - isNegative;
+        if (magnitude < kEightDigits) {
+            storeCharacters(to, lastDigits(magnitude, digits), digits);
+        } else {
+            printDigits(to, digits, magnitude);
+        }
     }
 
     bool isNegative;
@@ -78,7 +133,7 @@ struct Integer {
 };
 
 /// What `printFixed` may write.
-inline constexpr std::size_t kFixedRoom = 32;
+inline constexpr std::size_t kFixedRoom = 40;
 
 /// Writes `d` with `precision` decimals, 0 to 9, to `to`, which has `kFixedRoom`, as "%.*f" does.
 /// Returns the length, or 0 where it does not apply: from 2^63 on and for what is no number.
@@ -117,13 +172,20 @@ inline std::size_t printFixed(char* to, double d, int precision) {
 
     char* const start = to;
     if (bits >> 63 != 0) *to++ = '-';
-    const unsigned int digits = decimalDigits(whole);
-    printDigits(to, digits, whole);
-    to += digits;
+    // There is room for more than what is meant, so eight characters are stored at once.
+    const auto put = [&to](std::uint64_t n, unsigned int digits) {
+        if (n < kEightDigits && digits <= 8) {
+            const std::uint64_t characters = lastDigits(n, digits);
+            std::memcpy(to, &characters, sizeof characters);
+        } else {
+            printDigits(to, digits, n);
+        }
+        to += digits;
+    };
+    put(whole, decimalDigits(whole));
     if (precision > 0) {
         *to++ = '.';
-        printDigits(to, static_cast<unsigned int>(precision), decimals);
-        to += precision;
+        put(decimals, static_cast<unsigned int>(precision));
     }
     return static_cast<std::size_t>(to - start);
 }
