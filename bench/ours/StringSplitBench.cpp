@@ -38,8 +38,8 @@ void addSplit(const char* workload, long count, std::size_t length, unsigned int
     });
 }
 
-// What the design asks for each field that is made and let go: a block and a count, each way through
-// the platform. A split can only be slower.
+// What the design asks for each field that is made and let go: a block and a count, each way
+// through the platform. A split can only be slower.
 void addDesign(const char* workload, long count, std::size_t length) {
     vqbench::add(workload, "bound.design", count, [=](benchmark::State& state) {
         const std::size_t bytes = sizeof(Narrow::Impl) + std::bit_ceil(length + 1);

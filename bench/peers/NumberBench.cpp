@@ -1,5 +1,5 @@
-// Numbers to text and back: the peers. "to_chars" and the "printf"s write into a buffer and copy that into
-// a string on the heap, since the library's strings have no buffer of their own.
+// Numbers to text and back: the peers. "to_chars" and the "printf"s write into a buffer and copy
+// that into a string on the heap, since the library's strings have no buffer of their own.
 #include "Bench.h"
 #include "TextSamples.h"
 
