@@ -220,10 +220,10 @@ public:
     /// Appends all of `text`, zero characters included.
     LightweightString& append(std::basic_string_view<T> text) {
         if (text.empty()) return *this;
-        const std::size_t newLength = length() + text.size();
-        if (!fits(newLength)) return appendAnew(text, 0);
+        T* const to = lengthenInPlace(text.size());
+        if (!to) return appendAnew(text, 0);
         // The source may lie in this very block, but then it ends where the new characters start.
-        Traits::copy(lengthen(text.size()), text.data(), text.size());
+        Traits::copy(to, text.data(), text.size());
         return *this;
     }
     LightweightString& append(const T* text) { return append(viewOf(text)); }
@@ -238,9 +238,12 @@ public:
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
         if (c == T()) return *this;
-        if (!fits(std::size_t{length()} + 1)) return appendAnew({&c, 1}, 0);
-        *lengthen(1) = c;
-        return *this;
+        if (T* const to = lengthenInPlace(1)) {
+            *to = c;
+            return *this;
+        }
+        const T added = c; // the parameter stays in its register when its address is not taken
+        return appendAnew({&added, 1}, 0);
     }
 
     /// Characters do not append with `+=`: the conversion to a number would append its digits.
@@ -311,9 +314,8 @@ private:
 
     /// Appends `text`, then `zeros` zero characters.
     LightweightString& appendPadded(std::basic_string_view<T> text, std::size_t zeros) {
-        const std::size_t added = text.size() + zeros;
-        if (!fits(length() + added)) return appendAnew(text, zeros);
-        T* const to = lengthen(added);
+        T* const to = lengthenInPlace(text.size() + zeros);
+        if (!to) return appendAnew(text, zeros);
         Traits::copy(to, text.data(), text.size());
         Traits::assign(to + text.size(), zeros, T());
         return *this;
@@ -345,11 +347,16 @@ private:
         block_->characters_[length] = T();
     }
 
-    /// Lengthens a text that fits, and gives where its new characters go. The bookkeeping comes
-    /// before they are written: a store through `T*` may be to anything, for all the compiler knows.
-    T* lengthen(std::size_t added) noexcept {
-        T* const end = block_->characters_ + block_->length_;
-        block_->length_ += static_cast<unsigned int>(added);
+    /// Lengthens a text that may be written in place and has the room, and gives where the new
+    /// characters go; null otherwise. The bookkeeping comes before they are written: a store
+    /// through `T*` may be to anything, for all the compiler knows.
+    T* lengthenInPlace(std::size_t added) noexcept {
+        if (!isSoleOwner()) return nullptr;
+        Impl& block = *block_;
+        const std::size_t newLength = block.length_ + added;
+        if (newLength >= block.capacity_) return nullptr;
+        T* const end = block.characters_ + block.length_;
+        block.length_ = static_cast<unsigned int>(newLength);
         end[added] = T();
         return end;
     }
