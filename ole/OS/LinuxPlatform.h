@@ -12,14 +12,15 @@
 /// process.
 ///
 /// **Memory** comes from a heap of its own where the build has mimalloc (`VQ_MIMALLOC`), else from
-/// malloc, so a block goes back to this service and nowhere else. When it runs out, the registered reclaimables are asked in the
-/// order of their registration, each for all the bytes wanted whatever it estimates, until the
-/// allocation succeeds; then `std::bad_alloc` is thrown. One thread asks at a time and holds no
-/// lock meanwhile. Another thread that runs out of memory waits for its turn and tries again after
-/// each object asked; it gives up when none is done within a second. An allocation that fails
-/// within an operation of a reclaimable is not followed by more asking, and what such an operation
-/// throws is swallowed. `unregisterReclaimable` returns when no other thread is running an
-/// operation of the object: call it without holding a lock that these operations take.
+/// malloc, so a block goes back to this service and nowhere else. When it runs out, the registered
+/// reclaimables are asked in the order of their registration, each for all the bytes wanted
+/// whatever it estimates, until the allocation succeeds; then `std::bad_alloc` is thrown. One
+/// thread asks at a time and holds no lock meanwhile. Another thread that runs out of memory waits
+/// for its turn and tries again after each object asked; it gives up when none is done within a
+/// second. An allocation that fails within an operation of a reclaimable is not followed by more
+/// asking, and what such an operation throws is swallowed. `unregisterReclaimable` returns when no
+/// other thread is running an operation of the object: call it without holding a lock that these
+/// operations take.
 ///
 /// **Text.** Each part of invalid UTF-8 becomes one U+FFFD (the maximal subparts of the Unicode
 /// Standard), and so do wide values that are no characters. `wideFromAscii` takes bytes from 0x80

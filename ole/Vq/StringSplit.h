@@ -120,9 +120,9 @@ VQ_EXPORT void convertIndicesToSubStrings(const S& text, const std::vector<int>&
 
 /// Appends the fields of `text` to `out`, which is not cleared, and returns `out.size()`, what was
 /// in it before included. `flags`: `kSplitHonourQuotes`, `kSplitKeepSeparator`. Without a separator
-/// the one field shares the block of `text`. `text` may be an element of `out`. At a plain character
-/// it costs an allocation for each field that is not empty, and one for `out` where its capacity
-/// does not do.
+/// the one field shares the block of `text`. `text` may be an element of `out`. At a plain
+/// character it costs an allocation for each field that is not empty, and one for `out` where its
+/// capacity does not do.
 template <class S, class Separator>
 VQ_EXPORT unsigned int splitIf(const S& text, Separator sep, typename StringToVec<S>::VecT& out,
                                unsigned int flags) {

@@ -26,8 +26,8 @@ struct NamedObjectKey {
     unsigned int nameCrc;
 };
 
-/// Finds entries by key; guarded by the lock of its namespace. Of equal keys the oldest is found, as
-/// by a walk through the entries.
+/// Finds entries by key; guarded by the lock of its namespace. Of equal keys the oldest is found,
+/// as by a walk through the entries.
 ///
 /// A table of places that are taken in the order of creation, half of them at the most: each entry
 /// has the first free one from where its checksums point. Some bits of these stand beside the

@@ -62,8 +62,8 @@ template <class T> constexpr void printDigits(T* to, unsigned int digits, std::u
 
 inline constexpr std::uint64_t kEightDigits = 100000000;
 
-/// The eight digits of `n`, which is below 10^8, zeros in front, as characters: the first one in the
-/// lowest byte. Halves are split in two at once, then all four quarters, then all pairs.
+/// The eight digits of `n`, which is below 10^8, zeros in front, as characters: the first one in
+/// the lowest byte. Halves are split in two at once, then all four quarters, then all pairs.
 constexpr std::uint64_t eightDigits(std::uint64_t n) {
     const std::uint64_t halves = n / 10000 | n % 10000 << 32;
     // Divisions by 100 and by 10, exact for what the fields hold.
