@@ -149,9 +149,9 @@ inline bool hasWide() {
     const __m256i block = _mm256_set1_epi64x(static_cast<long long>(turned(bytes, first)));
     // Four at a time: with fewer the loop itself is what takes the time.
     for (unsigned char* place = to + first; place < last; place += 128) {
-        for (int i = 0; i < 4; ++i) storeWide(place + 32 * i, block);
+        for (long i = 0; i < 4; ++i) storeWide(place + 32 * i, block);
     }
-    for (int i = 0; i < 4; ++i) storeWide(last + 32 * i, ends);
+    for (long i = 0; i < 4; ++i) storeWide(last + 32 * i, ends);
 }
 
 /// By the processor's own loop, which does not read what it is about to overwrite. It takes some
