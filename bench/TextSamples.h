@@ -85,4 +85,18 @@ inline std::vector<double> doubleSamples() {
     return numbers;
 }
 
+/// Registers the workloads on texts, in the same words for the library and for the peers.
+template <class AddCases, class AddReplace, class AddUtf8>
+void addTextWorkloads(AddCases addCases, AddReplace addReplace, AddUtf8 addUtf8) {
+    for (const long size : {1024, 65536}) {
+        addCases(size);
+        addReplace("replace.nocase", "fox", "wolf", size);
+        addReplace("replace.nocase.many", "o", "00", size);
+        addReplace("replace.nocase.none", "zebra", "horse", size);
+    }
+    for (const long size : {32, 1024, 65536}) {
+        for (const auto& [name, sample] : kTextSamples) addUtf8(name, sample, size);
+    }
+}
+
 } // namespace vqbench

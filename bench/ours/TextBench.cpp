@@ -87,15 +87,7 @@ void addUtf8(const char* name, std::string_view sample, long size) {
 }
 
 [[maybe_unused]] const bool added = [] {
-    for (const long size : {1024, 65536}) {
-        addCases(size);
-        addReplace("replace.nocase", "fox", "wolf", size);
-        addReplace("replace.nocase.many", "o", "00", size);
-        addReplace("replace.nocase.none", "zebra", "horse", size);
-    }
-    for (const long size : {32, 1024, 65536}) {
-        for (const auto& [name, sample] : vqbench::kTextSamples) addUtf8(name, sample, size);
-    }
+    vqbench::addTextWorkloads(addCases, addReplace, addUtf8);
     return true;
 }();
 

@@ -1,41 +1,22 @@
-// An exception with the text of a call stack of 20 frames, thrown and caught.
+// An exception with the text of its call stack.
 
 #include "Vq/VqCheck.h"
 
-#include "Bench.h"
+#include "ThrowWorkload.h"
 
 #include <cstddef>
 
 namespace {
 
-using Vq::Exception::RuntimeError;
-
-constexpr std::size_t kFrames = 20;
-
-[[gnu::noinline]] void throwAtDepth(std::size_t depth) {
-    if (depth == 0) throw RuntimeError("message", __FILE__, __LINE__);
-    throwAtDepth(depth - 1);
-    asm volatile(""); // work after the call keeps it a call
-}
-
-std::size_t framesAtDepth(std::size_t depth) {
-    try {
-        throwAtDepth(depth);
-    } catch (const RuntimeError& error) {
-        return error.callStack_.size();
-    }
-    return 0;
-}
-
-void throwStack(benchmark::State& state) {
-    std::size_t depth = 0;
-    while (framesAtDepth(depth) < kFrames) ++depth;
-    vqbench::require(framesAtDepth(depth) == kFrames, "the number of frames");
-    for (auto step : state) benchmark::DoNotOptimize(framesAtDepth(depth));
-}
+struct Ours {
+    static constexpr const char* kName = "ours";
+    using Error = Vq::Exception::RuntimeError;
+    [[noreturn]] static void raise() { throw Error("message", __FILE__, __LINE__); }
+    static std::size_t frames(const Error& error) { return error.callStack_.size(); }
+};
 
 [[maybe_unused]] const bool added = [] {
-    vqbench::add("throw.stack", "ours", kFrames, throwStack);
+    vqbench::addThrow<Ours>();
     return true;
 }();
 

@@ -1,6 +1,6 @@
 // The same by what the system offers: the addresses, the name of each, its demangled form.
 
-#include "Bench.h"
+#include "ThrowWorkload.h"
 
 #include <array>
 #include <cstddef>
@@ -13,13 +13,6 @@
 #include <execinfo.h>
 
 namespace {
-
-constexpr std::size_t kFrames = 20;
-
-struct Error {
-    std::string message;
-    std::vector<std::string> callStack;
-};
 
 std::string describe(void* address) {
     Dl_info info;
@@ -46,30 +39,18 @@ std::string describe(void* address) {
     return lines;
 }
 
-[[gnu::noinline]] void throwAtDepth(std::size_t depth) {
-    if (depth == 0) throw Error{"message", callStack()};
-    throwAtDepth(depth - 1);
-    asm volatile(""); // work after the call keeps it a call
-}
-
-std::size_t framesAtDepth(std::size_t depth) {
-    try {
-        throwAtDepth(depth);
-    } catch (const Error& error) {
-        return error.callStack.size();
-    }
-    return 0;
-}
-
-void throwStack(benchmark::State& state) {
-    std::size_t depth = 0;
-    while (framesAtDepth(depth) < kFrames) ++depth;
-    vqbench::require(framesAtDepth(depth) == kFrames, "the number of frames");
-    for (auto step : state) benchmark::DoNotOptimize(framesAtDepth(depth));
-}
+struct Dladdr {
+    static constexpr const char* kName = "dladdr";
+    struct Error {
+        std::string message;
+        std::vector<std::string> callStack;
+    };
+    [[noreturn]] static void raise() { throw Error{"message", callStack()}; }
+    static std::size_t frames(const Error& error) { return error.callStack.size(); }
+};
 
 [[maybe_unused]] const bool added = [] {
-    vqbench::add("throw.stack", "dladdr", kFrames, throwStack);
+    vqbench::addThrow<Dladdr>();
     return true;
 }();
 
