@@ -65,7 +65,8 @@ public:
     }
 
     Registered* find(const char* name) {
-        const Key key(typeid(Registered), QByteArray::fromRawData(name, qstrlen(name)));
+        const Key key(typeid(Registered),
+                      QByteArray::fromRawData(name, static_cast<qsizetype>(qstrlen(name))));
         const QMutexLocker hold(&lock_);
         return objects_.value(key);
     }
