@@ -3,7 +3,7 @@
 ///     struct Peer {
 ///         static constexpr const char* kName = "ours";
 ///         using Error = ...;
-///         [[noreturn]] static void raise();
+///         static Error make(); // with the call stack of the caller
 ///         static std::size_t frames(const Error&);
 ///     };
 #pragma once
@@ -17,7 +17,7 @@ namespace vqbench {
 inline constexpr std::size_t kThrownFrames = 20;
 
 template <class Peer> [[gnu::noinline]] void throwAtDepth(std::size_t depth) {
-    if (depth == 0) Peer::raise();
+    if (depth == 0) throw Peer::make();
     throwAtDepth<Peer>(depth - 1);
     asm volatile(""); // work after the call keeps it a call
 }

@@ -11,7 +11,7 @@ namespace {
 struct Ours {
     static constexpr const char* kName = "ours";
     using Error = Vq::Exception::RuntimeError;
-    [[noreturn]] static void raise() { throw Error("message", __FILE__, __LINE__); }
+    static Error make() { return Error("message", __FILE__, __LINE__); }
     static std::size_t frames(const Error& error) { return error.callStack_.size(); }
 };
 

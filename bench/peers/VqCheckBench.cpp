@@ -45,7 +45,7 @@ struct Dladdr {
         std::string message;
         std::vector<std::string> callStack;
     };
-    [[noreturn]] static void raise() { throw Error{"message", callStack()}; }
+    static Error make() { return {"message", callStack()}; }
     static std::size_t frames(const Error& error) { return error.callStack.size(); }
 };
 
