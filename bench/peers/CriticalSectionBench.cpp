@@ -69,18 +69,63 @@ void sharedMutexWrite(benchmark::State& state) {
     }
 }
 
-// One swap of the word to enter, one decrement of a half to leave.
-void designGate(benchmark::State& state) {
-    struct {
-        long word = 0;
-    } gate;
-    for (auto step : state) {
-        vqbench::require(bench::design()->atomics()->compareAndSwap(&gate.word, 1, 0) == 0);
-        benchmark::ClobberMemory();
-        int* const readers = reinterpret_cast<int*>(&gate.word);
-        benchmark::DoNotOptimize(bench::design()->atomics()->atomicDecrement(readers));
+/// What the rule of the gate asks for: a swap of the whole word and a decrement of one half, each
+/// decided by what was read before. A locked instruction holds the reads behind it back, so that
+/// they are no small part of it.
+class DesignGate {
+public:
+    bool openRead() {
+        if (read(&half_.writers) != 0) return false;
+        const long inside = read(&half_.readers);
+        const long found = read(&word_);
+        return bench::design()->atomics()->compareAndSwap(&word_, inside + 1, found) == found;
     }
-    vqbench::require(gate.word == 0);
+    int closeRead() {
+        vqbench::require(read(&half_.readers) != 0 && read(&half_.writers) == 0);
+        return bench::design()->atomics()->atomicDecrement(&half_.readers);
+    }
+    bool openWrite() {
+        if (read(&word_) != 0) return false;
+        return bench::design()->atomics()->compareAndSwap(&word_, 1L << 32, 0) == 0;
+    }
+    int closeWrite() {
+        vqbench::require(read(&half_.writers) == 1 && read(&half_.readers) == 0);
+        return bench::design()->atomics()->atomicDecrement(&half_.writers);
+    }
+
+private:
+    template <class T> static T read(const T* from) {
+        return __atomic_load_n(from, __ATOMIC_ACQUIRE);
+    }
+
+    struct Halves {
+        int readers;
+        int writers;
+    };
+    union {
+        long word_ = 0;
+        Halves half_;
+    };
+};
+
+void designGateRead(benchmark::State& state) {
+    DesignGate gate;
+    for (auto step : state) {
+        vqbench::require(gate.openRead());
+        benchmark::ClobberMemory();
+        benchmark::DoNotOptimize(gate.closeRead());
+    }
+    vqbench::require(gate.openWrite());
+}
+
+void designGateWrite(benchmark::State& state) {
+    DesignGate gate;
+    for (auto step : state) {
+        vqbench::require(gate.openWrite());
+        benchmark::ClobberMemory();
+        benchmark::DoNotOptimize(gate.closeWrite());
+    }
+    vqbench::require(gate.openRead());
 }
 
 #ifdef VQ_PEER_QT
@@ -112,8 +157,8 @@ void readWriteLockWrite(benchmark::State& state) {
     vqbench::add("lock.nested", "std", 1, nested<std::recursive_mutex>);
     vqbench::add("gate.read", "std", 1, sharedMutexRead);
     vqbench::add("gate.write", "std", 1, sharedMutexWrite);
-    vqbench::add("gate.read", "bound.design", 1, designGate);
-    vqbench::add("gate.write", "bound.design", 1, designGate);
+    vqbench::add("gate.read", "bound.design", 1, designGateRead);
+    vqbench::add("gate.write", "bound.design", 1, designGateWrite);
 #ifdef VQ_PEER_QT
     vqbench::add("lock.enter", "qrecursivemutex", 1, enter<QRecursiveMutex>);
     vqbench::add("lock.nested", "qrecursivemutex", 1, nested<QRecursiveMutex>);
