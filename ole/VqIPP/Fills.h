@@ -102,32 +102,29 @@ inline void fillEnds(unsigned char* to, std::size_t length, std::uint64_t bytes)
     fillShort(to + length - 64, 64, bytes);
 }
 
-/// For every processor; more than kShort bytes, as all that follow.
-inline void fillPlainly(unsigned char* to, std::size_t length, std::uint64_t bytes) {
+/// For every processor; more than kShort bytes, as all that follow. `store` puts a block to an
+/// aligned address.
+template <class Store>
+void fillBlocks(unsigned char* to, std::size_t length, std::uint64_t bytes, Store store) {
     fillEnds(to, length, bytes);
     const Middle middle(to, length, bytes);
     const __m128i block = _mm_set1_epi64x(static_cast<long long>(middle.bytes));
     auto* const blocks = reinterpret_cast<__m128i*>(middle.begin);
     for (std::size_t i = 0; i < middle.length / 16; i += 4) {
-        _mm_store_si128(blocks + i, block);
-        _mm_store_si128(blocks + i + 1, block);
-        _mm_store_si128(blocks + i + 2, block);
-        _mm_store_si128(blocks + i + 3, block);
+        store(blocks + i, block);
+        store(blocks + i + 1, block);
+        store(blocks + i + 2, block);
+        store(blocks + i + 3, block);
     }
 }
 
-/// The same past the caches, for every processor.
+inline void fillPlainly(unsigned char* to, std::size_t length, std::uint64_t bytes) {
+    fillBlocks(to, length, bytes, [](__m128i* at, __m128i block) { _mm_store_si128(at, block); });
+}
+
+/// The same past the caches.
 inline void fillStreaming(unsigned char* to, std::size_t length, std::uint64_t bytes) {
-    fillEnds(to, length, bytes);
-    const Middle middle(to, length, bytes);
-    const __m128i block = _mm_set1_epi64x(static_cast<long long>(middle.bytes));
-    auto* const blocks = reinterpret_cast<__m128i*>(middle.begin);
-    for (std::size_t i = 0; i < middle.length / 16; i += 4) {
-        _mm_stream_si128(blocks + i, block);
-        _mm_stream_si128(blocks + i + 1, block);
-        _mm_stream_si128(blocks + i + 2, block);
-        _mm_stream_si128(blocks + i + 3, block);
-    }
+    fillBlocks(to, length, bytes, [](__m128i* at, __m128i block) { _mm_stream_si128(at, block); });
     _mm_sfence(); // such stores are in no order with others until here
 }
 
