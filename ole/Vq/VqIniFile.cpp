@@ -187,11 +187,34 @@ VqIniFile::ConstSectionIterator VqIniFile::ConstSectionIterator::operator++(int)
 
 namespace {
 
+// As `strncmp(name, prefix, prefix.length()) == 0` says for each name.
+class Prefix {
+public:
+    explicit Prefix(const Narrow& prefix) : compared_(prefix) {
+        // A comparison ends with the first zero character, which must be the name's end then.
+        const std::size_t zero = compared_.find('\0');
+        if (zero != compared_.npos) compared_ = compared_.substr(0, zero + 1);
+    }
+
+    bool begins(const Narrow& name) const {
+        // The terminator may be what is compared last.
+        return compared_.size() <= std::size_t{name.length()} + 1 &&
+               std::memcmp(name.c_str(), compared_.data(), compared_.size()) == 0;
+    }
+
+private:
+    std::string_view compared_;
+};
+
 template <class Iterator>
 Iterator firstWithPrefix(Iterator begin, Iterator end, const Narrow& prefix, bool caseSensitive) {
-    const auto compare = caseSensitive ? std::strncmp : strncasecmp;
+    if (caseSensitive) {
+        const Prefix sought(prefix);
+        return std::find_if(
+            begin, end, [&](const AttribValuePair& pair) { return sought.begins(pair.name()); });
+    }
     return std::find_if(begin, end, [&](const AttribValuePair& pair) {
-        return compare(pair.name().c_str(), prefix.c_str(), prefix.length()) == 0;
+        return strncasecmp(pair.name().c_str(), prefix.c_str(), prefix.length()) == 0;
     });
 }
 
