@@ -4,6 +4,7 @@
 #include "Vq/detail/PairText.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -99,8 +100,18 @@ std::size_t printedLength(const AttribValuePair& pair, char separator) {
     return std::size_t{pair.name().length()} + (separator != '\0' ? 1 : 0) + pair.value().length();
 }
 
+// A pair of the usual length is copied sooner than memcpy has begun.
 char* copyTo(char* to, std::string_view text) {
-    return std::copy(text.begin(), text.end(), to);
+    constexpr std::size_t kStep = 16, kUsual = 96;
+    char* const end = to + text.size();
+    if (text.size() < kStep || text.size() > kUsual) {
+        return std::copy(text.begin(), text.end(), to);
+    }
+    const char* from = text.data();
+    for (; to < end - kStep; to += kStep, from += kStep) std::memcpy(to, from, kStep);
+    // What is left, with some of what was copied already.
+    std::memcpy(end - kStep, text.data() + text.size() - kStep, kStep);
+    return end;
 }
 
 char* printTo(char* to, const AttribValuePair& pair, char separator) {
@@ -114,18 +125,20 @@ char* printTo(char* to, const AttribValuePair& pair, char separator) {
 
 // Measured first, so that one block is allocated.
 Narrow AttribValuePair::asString(const List& list, char pairSeparator, char listSeparator) {
+    // Once: the text that is written might be the list's, for all the compiler knows.
+    const auto first = list.begin(), end = list.end();
     std::size_t length = 0;
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        length += printedLength(list[i], pairSeparator);
-        if (i + 1 < list.size() && length != 0 && listSeparator != '\0') ++length;
+    for (auto pair = first; pair != end; ++pair) {
+        if (pair != first && length != 0 && listSeparator != '\0') ++length;
+        length += printedLength(*pair, pairSeparator);
     }
 
     Narrow printed = Narrow::withLength(length);
     char* const begin = printed.data();
     char* to = begin;
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        to = printTo(to, list[i], pairSeparator);
-        if (i + 1 < list.size() && to != begin && listSeparator != '\0') *to++ = listSeparator;
+    for (auto pair = first; pair != end; ++pair) {
+        if (pair != first && to != begin && listSeparator != '\0') *to++ = listSeparator;
+        to = printTo(to, *pair, pairSeparator);
     }
     return printed;
 }
