@@ -107,11 +107,24 @@ private:
 // Without a destructor: identifiers may be made to the very end of a thread.
 thread_local constinit Supply supply;
 
+// Initial-exec: one load away. The supply itself is too large for what a library that is loaded
+// late may have so.
+[[gnu::tls_model("initial-exec")]] constinit thread_local Supply* knownSupply = nullptr;
+
+[[gnu::noinline]] Supply& firstSupply() {
+    return *(knownSupply = &supply);
+}
+
+Supply& supplyOfThread() {
+    Supply* const known = knownSupply;
+    return known ? *known : firstSupply();
+}
+
 } // namespace
 
 UuidWords randomUuid() {
     unsigned char bytes[sizeof(UuidWords)];
-    supply.take(bytes);
+    supplyOfThread().take(bytes);
     UuidWords words;
     std::memcpy(&words, bytes, sizeof words);
     // In whole words, as the bytes came: byte 6 has the bits from 48 on, byte 8 the lowest.
