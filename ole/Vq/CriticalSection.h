@@ -34,6 +34,8 @@ class NamedObjectIndex;
 /// A recursive lock on the platform's. Copying shares the lock at the cost of one increment. There
 /// is no move: a lock that was moved from would be none. Destroying the last handle while a thread
 /// holds the lock is undefined.
+///
+/// \copydetails CriticalSection.h
 class VQ_EXPORT CriticalSection {
 public:
     /// What all copies of a lock share.
@@ -60,7 +62,10 @@ public:
     /// The same with a diagnostic name.
     explicit CriticalSection(const char* name);
 
+    /// The same lock: one increment.
     CriticalSection(const CriticalSection& other);
+    /// Becomes a handle on the other lock: one increment, one decrement. This handle must not be in
+    /// use meanwhile; a thread that holds the old lock has to leave it through another handle.
     CriticalSection& operator=(const CriticalSection& other);
     ~CriticalSection();
 
@@ -93,10 +98,10 @@ public:
     /// Does nothing; a place for a breakpoint.
     void debugPrint() const;
 
-    /// The standard's names for the same operations.
-    void lock() { enter(); }
-    void unlock() { leave(); }
-    [[nodiscard]] bool try_lock() { return attemptEntry() == 0; }
+    // The standard's names for the same operations.
+    void lock() { enter(); }                                      ///< as `enter`
+    void unlock() { leave(); }                                    ///< as `leave`
+    [[nodiscard]] bool try_lock() { return attemptEntry() == 0; } ///< true where that gives 0
 
 private:
     friend class Vq::detail::NamedObjectIndex;

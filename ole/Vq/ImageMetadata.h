@@ -35,12 +35,12 @@ enum VQ_EXPORT FrameRate : int;
 
 namespace Image {
 
-enum VQ_EXPORT Format : int;
-enum VQ_EXPORT ScanMode : int;
-enum VQ_EXPORT AspectRatio : int;
-enum VQ_EXPORT Polarity : int;
-enum VQ_EXPORT Colorimetry : int;
-enum VQ_EXPORT GamutScaling : int;
+enum VQ_EXPORT Format : int;       ///< of pixels; the application's enumerators
+enum VQ_EXPORT ScanMode : int;     ///< the application's enumerators
+enum VQ_EXPORT AspectRatio : int;  ///< the application's enumerators
+enum VQ_EXPORT Polarity : int;     ///< the application's enumerators
+enum VQ_EXPORT Colorimetry : int;  ///< the application's enumerators
+enum VQ_EXPORT GamutScaling : int; ///< the application's enumerators
 
 /// What applications write around a batch of records.
 VQ_EXPORT extern const LightweightString<char> kStartBatch; ///< "StartBatch"
@@ -51,43 +51,44 @@ VQ_EXPORT extern const double kMinusOneYearSeconds;
 /// Size and pixel format.
 namespace Core {
 
-/// A getter and a setter for each of the `Fields`.
+/// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
 
-    virtual unsigned int getWidth() const = 0;
-    virtual unsigned int getHeight() const = 0;
-    virtual void setWidth(unsigned int width) = 0;
-    virtual void setHeight(unsigned int height) = 0;
-    virtual Format getDataFormat() const = 0;
-    virtual void setDataFormat(Format dataFormat) = 0;
-    virtual unsigned short getBitsPerComponent() const = 0;
-    virtual void setBitsPerComponent(unsigned short bitsPerComponent) = 0;
-    virtual unsigned short getBitsPerPixel() const = 0;
-    virtual void setBitsPerPixel(unsigned short bitsPerPixel) = 0;
-    virtual bool getCoreDataSet() const = 0;
-    virtual void setCoreDataSet(bool set) = 0;
+    virtual unsigned int getWidth() const = 0;              ///< pixels in a line
+    virtual unsigned int getHeight() const = 0;             ///< lines of pixels
+    virtual void setWidth(unsigned int width) = 0;          ///< pixels in a line
+    virtual void setHeight(unsigned int height) = 0;        ///< lines of pixels
+    virtual Format getDataFormat() const = 0;               ///< the pixel format's code
+    virtual void setDataFormat(Format dataFormat) = 0;      ///< the pixel format's code
+    virtual unsigned short getBitsPerComponent() const = 0; ///< bits of one sample
+    virtual void setBitsPerComponent(unsigned short bitsPerComponent) = 0; ///< bits of one sample
+    virtual unsigned short getBitsPerPixel() const = 0;            ///< bits of a whole pixel
+    virtual void setBitsPerPixel(unsigned short bitsPerPixel) = 0; ///< bits of a whole pixel
+    virtual bool getCoreDataSet() const = 0;                       ///< was the record filled in?
+    virtual void setCoreDataSet(bool set) = 0;                     ///< says so; nothing else does
 
 protected:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
+    Interface() = default;                            ///< for the records
+    Interface(const Interface&) = default;            ///< for the records
+    Interface& operator=(const Interface&) = default; ///< for the records
 };
 
 /// What a record holds, with its defaults.
 struct Fields {
-    unsigned int width = 0;  ///< pixels
-    unsigned int height = 0; ///< pixels
-    Format dataFormat = Format(-1);
-    unsigned short bitsPerComponent = 0;
-    unsigned short bitsPerPixel = 0;
-    bool set = false;
+    unsigned int width = 0;              ///< pixels in a line
+    unsigned int height = 0;             ///< lines of pixels
+    Format dataFormat = Format(-1);      ///< the pixel format's code; -1 is none
+    unsigned short bitsPerComponent = 0; ///< bits of one sample
+    unsigned short bitsPerPixel = 0;     ///< bits of a whole pixel
+    bool set = false;                    ///< the flag: was the record filled in?
 
-    bool operator==(const Fields&) const = default;
+    bool operator==(const Fields&) const = default; ///< are all fields equal?
 };
 
-/// The record itself.
+/// The record itself: a plain value, which a handle may hold too. Compatible; of its text form, and
+/// of what is not checked, ImageMetadata.h tells.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
@@ -97,8 +98,8 @@ public:
          unsigned short bitsPerComponent, unsigned short bitsPerPixel, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
-    Data(const Data&);
-    Data& operator=(const Data&);
+    Data(const Data&);            ///< the same fields, with a count of its own
+    Data& operator=(const Data&); ///< takes over the fields, not the count
     ~Data() override;
 
     unsigned int getWidth() const override { return fields_.width; }
@@ -133,37 +134,38 @@ private:
 /// Layout of a frame buffer.
 namespace BufferFormat {
 
-/// A getter and a setter for each of the `Fields`.
+/// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
 
-    virtual bool getIsTopDown() const = 0;
-    virtual void setIsTopDown(bool isTopDown) = 0;
-    virtual unsigned int getStride() const = 0;
-    virtual void setStride(unsigned int stride) = 0;
-    virtual unsigned short getStrideMultiplier() const = 0;
-    virtual void setStrideMultiplier(unsigned short strideMultiplier) = 0;
-    virtual bool getBufferFormatDataSet() const = 0;
-    virtual void setBufferFormatDataSet(bool set) = 0;
+    virtual bool getIsTopDown() const = 0;                  ///< is the first line the top one?
+    virtual void setIsTopDown(bool isTopDown) = 0;          ///< true: the first line is the top one
+    virtual unsigned int getStride() const = 0;             ///< from one line to the next
+    virtual void setStride(unsigned int stride) = 0;        ///< from one line to the next
+    virtual unsigned short getStrideMultiplier() const = 0; ///< goes with the stride
+    virtual void setStrideMultiplier(unsigned short strideMultiplier) = 0; ///< goes with the stride
+    virtual bool getBufferFormatDataSet() const = 0;   ///< was the record filled in?
+    virtual void setBufferFormatDataSet(bool set) = 0; ///< says so; nothing else does
 
 protected:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
+    Interface() = default;                            ///< for the records
+    Interface(const Interface&) = default;            ///< for the records
+    Interface& operator=(const Interface&) = default; ///< for the records
 };
 
 /// What a record holds, with its defaults.
 struct Fields {
-    bool isTopDown = true;   ///< is the first line the top one?
-    unsigned int stride = 0; ///< from line to line
-    unsigned short strideMultiplier = 0;
-    bool set = false;
+    bool isTopDown = true;               ///< is the first line the top one?
+    unsigned int stride = 0;             ///< from one line to the next
+    unsigned short strideMultiplier = 0; ///< goes with the stride
+    bool set = false;                    ///< the flag: was the record filled in?
 
-    bool operator==(const Fields&) const = default;
+    bool operator==(const Fields&) const = default; ///< are all fields equal?
 };
 
-/// The record itself.
+/// The record itself: a plain value, which a handle may hold too. Compatible; of its text form, and
+/// of what is not checked, ImageMetadata.h tells.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
@@ -173,8 +175,8 @@ public:
     Data(bool isTopDown, unsigned short stride, unsigned short strideMultiplier, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
-    Data(const Data&);
-    Data& operator=(const Data&);
+    Data(const Data&);            ///< the same fields, with a count of its own
+    Data& operator=(const Data&); ///< takes over the fields, not the count
     ~Data() override;
 
     bool getIsTopDown() const override { return fields_.isTopDown; }
@@ -203,37 +205,38 @@ private:
 /// Scanning and aspect.
 namespace Video {
 
-/// A getter and a setter for each of the `Fields`.
+/// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
 
-    virtual ScanMode getScanMode() const = 0;
-    virtual void setScanMode(ScanMode scanMode) = 0;
-    virtual AspectRatio getAspectRatio() const = 0;
-    virtual void setAspectRatio(AspectRatio aspectRatio) = 0;
-    virtual unsigned int getVideoFormatUID() const = 0;
-    virtual void setVideoFormatUID(unsigned int videoFormatUID) = 0;
-    virtual bool getVideoDataSet() const = 0;
-    virtual void setVideoDataSet(bool set) = 0;
+    virtual ScanMode getScanMode() const = 0;                        ///< the scan mode's code
+    virtual void setScanMode(ScanMode scanMode) = 0;                 ///< the scan mode's code
+    virtual AspectRatio getAspectRatio() const = 0;                  ///< the aspect ratio's code
+    virtual void setAspectRatio(AspectRatio aspectRatio) = 0;        ///< the aspect ratio's code
+    virtual unsigned int getVideoFormatUID() const = 0;              ///< the video format's number
+    virtual void setVideoFormatUID(unsigned int videoFormatUID) = 0; ///< the video format's number
+    virtual bool getVideoDataSet() const = 0;                        ///< was the record filled in?
+    virtual void setVideoDataSet(bool set) = 0;                      ///< says so; nothing else does
 
 protected:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
+    Interface() = default;                            ///< for the records
+    Interface(const Interface&) = default;            ///< for the records
+    Interface& operator=(const Interface&) = default; ///< for the records
 };
 
 /// What a record holds, with its defaults.
 struct Fields {
-    ScanMode scanMode = ScanMode(0);
-    AspectRatio aspectRatio = AspectRatio(0);
-    unsigned int videoFormatUID = 0; ///< the application's number for a video format
-    bool set = false;
+    ScanMode scanMode = ScanMode(0);          ///< the scan mode's code
+    AspectRatio aspectRatio = AspectRatio(0); ///< the aspect ratio's code
+    unsigned int videoFormatUID = 0;          ///< the video format's number
+    bool set = false;                         ///< the flag: was the record filled in?
 
-    bool operator==(const Fields&) const = default;
+    bool operator==(const Fields&) const = default; ///< are all fields equal?
 };
 
-/// The record itself.
+/// The record itself: a plain value, which a handle may hold too. Compatible; of its text form, and
+/// of what is not checked, ImageMetadata.h tells.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
@@ -242,8 +245,8 @@ public:
     Data(ScanMode scanMode, AspectRatio aspectRatio, unsigned int videoFormatUID, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
-    Data(const Data&);
-    Data& operator=(const Data&);
+    Data(const Data&);            ///< the same fields, with a count of its own
+    Data& operator=(const Data&); ///< takes over the fields, not the count
     ~Data() override;
 
     ScanMode getScanMode() const override { return fields_.scanMode; }
@@ -272,37 +275,38 @@ private:
 /// Meaning of the samples.
 namespace VideoSample {
 
-/// A getter and a setter for each of the `Fields`.
+/// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
 
-    virtual Polarity getPolarity() const = 0;
-    virtual void setPolarity(Polarity polarity) = 0;
-    virtual Colorimetry getColorimetry() const = 0;
-    virtual void setColorimetry(Colorimetry colorimetry) = 0;
-    virtual GamutScaling getGamutScaling() const = 0;
-    virtual void setGamutScaling(GamutScaling gamutScaling) = 0;
-    virtual bool getVideoSampleDataSet() const = 0;
-    virtual void setVideoSampleDataSet(bool set) = 0;
+    virtual Polarity getPolarity() const = 0;                    ///< the polarity's code
+    virtual void setPolarity(Polarity polarity) = 0;             ///< the polarity's code
+    virtual Colorimetry getColorimetry() const = 0;              ///< the colorimetry's code
+    virtual void setColorimetry(Colorimetry colorimetry) = 0;    ///< the colorimetry's code
+    virtual GamutScaling getGamutScaling() const = 0;            ///< the gamut scaling's code
+    virtual void setGamutScaling(GamutScaling gamutScaling) = 0; ///< the gamut scaling's code
+    virtual bool getVideoSampleDataSet() const = 0;              ///< was the record filled in?
+    virtual void setVideoSampleDataSet(bool set) = 0;            ///< says so; nothing else does
 
 protected:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
+    Interface() = default;                            ///< for the records
+    Interface(const Interface&) = default;            ///< for the records
+    Interface& operator=(const Interface&) = default; ///< for the records
 };
 
 /// What a record holds, with its defaults.
 struct Fields {
-    Polarity polarity = Polarity(0);
-    Colorimetry colorimetry = Colorimetry(0);
-    GamutScaling gamutScaling = GamutScaling(0);
-    bool set = false;
+    Polarity polarity = Polarity(0);             ///< the polarity's code
+    Colorimetry colorimetry = Colorimetry(0);    ///< the colorimetry's code
+    GamutScaling gamutScaling = GamutScaling(0); ///< the gamut scaling's code
+    bool set = false;                            ///< the flag: was the record filled in?
 
-    bool operator==(const Fields&) const = default;
+    bool operator==(const Fields&) const = default; ///< are all fields equal?
 };
 
-/// The record itself.
+/// The record itself: a plain value, which a handle may hold too. Compatible; of its text form, and
+/// of what is not checked, ImageMetadata.h tells.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
@@ -311,8 +315,8 @@ public:
     Data(Polarity polarity, Colorimetry colorimetry, GamutScaling gamutScaling, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
-    Data(const Data&);
-    Data& operator=(const Data&);
+    Data(const Data&);            ///< the same fields, with a count of its own
+    Data& operator=(const Data&); ///< takes over the fields, not the count
     ~Data() override;
 
     Polarity getPolarity() const override { return fields_.polarity; }
@@ -341,31 +345,32 @@ private:
 /// Frames in time.
 namespace VideoSequence {
 
-/// A getter and a setter for each of the `Fields`.
+/// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
 
-    virtual FrameRate getFrameRate() const = 0;
-    virtual void setFrameRate(FrameRate frameRate) = 0;
-    virtual bool getVideoSequenceDataSet() const = 0;
-    virtual void setVideoSequenceDataSet(bool set) = 0;
+    virtual FrameRate getFrameRate() const = 0;         ///< the frame rate's code
+    virtual void setFrameRate(FrameRate frameRate) = 0; ///< the frame rate's code
+    virtual bool getVideoSequenceDataSet() const = 0;   ///< was the record filled in?
+    virtual void setVideoSequenceDataSet(bool set) = 0; ///< says so; nothing else does
 
 protected:
-    Interface() = default;
-    Interface(const Interface&) = default;
-    Interface& operator=(const Interface&) = default;
+    Interface() = default;                            ///< for the records
+    Interface(const Interface&) = default;            ///< for the records
+    Interface& operator=(const Interface&) = default; ///< for the records
 };
 
 /// What a record holds, with its defaults.
 struct Fields {
-    FrameRate frameRate = FrameRate(0);
-    bool set = false;
+    FrameRate frameRate = FrameRate(0); ///< the frame rate's code
+    bool set = false;                   ///< the flag: was the record filled in?
 
-    bool operator==(const Fields&) const = default;
+    bool operator==(const Fields&) const = default; ///< are all fields equal?
 };
 
-/// The record itself.
+/// The record itself: a plain value, which a handle may hold too. Compatible; of its text form, and
+/// of what is not checked, ImageMetadata.h tells.
 class VQ_EXPORT Data : public Interface {
 public:
     /// The defaults.
@@ -374,8 +379,8 @@ public:
     Data(FrameRate frameRate, bool set);
     /// What `text` says, the defaults when it is no text of this record.
     Data(const LightweightString<char>& text);
-    Data(const Data&);
-    Data& operator=(const Data&);
+    Data(const Data&);            ///< the same fields, with a count of its own
+    Data& operator=(const Data&); ///< takes over the fields, not the count
     ~Data() override;
 
     FrameRate getFrameRate() const override { return fields_.frameRate; }

@@ -22,8 +22,8 @@
 
 /// A 128-bit identifier as two 64-bit words, in memory order.
 struct UuidWords {
-    unsigned long first;
-    unsigned long second;
+    unsigned long first;  ///< bytes 0 to 7
+    unsigned long second; ///< bytes 8 to 15
 };
 
 /// An object that holds memory it can do without, such as a cache. The memory service calls these

@@ -31,6 +31,8 @@ struct PoolStats;
 struct LoggerNode;
 
 /// The logger of one pool. Its address is known to the list of all loggers: there is no copy.
+///
+/// \copydetails PoolLog.h
 class VQ_EXPORT LoggingTraitsBase {
 public:
     /// Starts counting; the name is copied, null counts as empty. Registers a handler that runs at
@@ -44,11 +46,11 @@ public:
     LoggingTraitsBase(const LoggingTraitsBase&) = delete;
     LoggingTraitsBase& operator=(const LoggingTraitsBase&) = delete;
 
-    /// The hooks. Objects and sizes are not looked at.
-    void ltb_beforePush(void* object, unsigned long size);
-    void ltb_afterPush(void* object, unsigned long size); ///< one less in use
-    void ltb_beforePop(unsigned long size);
-    void ltb_afterPop(void* object, unsigned long size); ///< one more in use
+    // The hooks. Objects and sizes are not looked at.
+    void ltb_beforePush(void* object, unsigned long size); ///< does nothing
+    void ltb_afterPush(void* object, unsigned long size);  ///< one less in use
+    void ltb_beforePop(unsigned long size);                ///< does nothing
+    void ltb_afterPop(void* object, unsigned long size);   ///< one more in use
 
     /// Appends this pool's line to the log, and before the first of the process a dashed line with
     /// the date. Silent when the file cannot be opened; throws what making the log's lock and

@@ -27,17 +27,20 @@ namespace Vq {
 
 /// Destroys with `delete`: the virtual destructor where there is one.
 struct VQ_EXPORT DtorTraits {
+    /// Deletes `object`; its destructor must not throw.
     template <class T> static void destroy(T* object) noexcept { delete object; }
 };
 
 /// The count lives inside the object, which has `int* refCountAddress()` and is born with count 0.
 struct VQ_EXPORT InternalRefCountTraits {
-    static constexpr bool kCountIsInObject = true;
+    static constexpr bool kCountIsInObject = true; ///< so a handle may be made of a plain address
 
+    /// Where the count of `object` is; nothing is allocated.
     template <class D, class T> static int* counterFor(T* object) {
         return object->refCountAddress();
     }
 
+    /// Destroys the object, and the count with it.
     template <class D, class T> static void release(int* /*counter*/, T* object) noexcept {
         D::destroy(object);
     }
@@ -45,8 +48,9 @@ struct VQ_EXPORT InternalRefCountTraits {
 
 /// The count is an integer on the heap, made when the first handle takes the object.
 struct VQ_EXPORT ExternalRefCountTraits {
-    static constexpr bool kCountIsInObject = false;
+    static constexpr bool kCountIsInObject = false; ///< so only a handle knows where it is
 
+    /// A new counter, at 0, by `operator new`, whose exception comes out with the object destroyed.
     /// Takes ownership even on failure: without a counter nobody could ever delete the object.
     template <class D, class T> static int* counterFor(T* object) {
         try {
@@ -57,6 +61,7 @@ struct VQ_EXPORT ExternalRefCountTraits {
         }
     }
 
+    /// Frees the counter, then destroys the object.
     template <class D, class T> static void release(int* counter, T* object) noexcept {
         ::operator delete(counter);
         D::destroy(object);
@@ -68,10 +73,12 @@ struct VQ_EXPORT ExternalRefCountTraits {
 ///
 /// Give a raw pointer to one handle and copy that: an internally counted object may be taken by
 /// several handles from its plain address, an externally counted one must not.
+///
+/// \copydetails Ptr.h
 template <class T, class D = DtorTraits, class R = InternalRefCountTraits> class VQ_EXPORT Ptr {
 public:
-    constexpr Ptr() noexcept = default;
-    constexpr Ptr(std::nullptr_t) noexcept {}
+    constexpr Ptr() noexcept = default;       ///< empty
+    constexpr Ptr(std::nullptr_t) noexcept {} ///< empty
 
     /// Takes a reference on `object`; null gives an empty handle. Internal count: one increment.
     /// External count: allocates the counter. If any of that throws, an object that no other handle
@@ -92,11 +99,13 @@ public:
         : counter_(std::exchange(other.counter_, nullptr)),
           object_(std::exchange(other.object_, nullptr)) {}
 
-    /// From a handle on a derived class, where the count is in the object.
+    /// Shares the object of a handle on a derived class, where the count is in the object: one
+    /// increment.
     template <class U>
         requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
     Ptr(const Ptr<U, D, R>& other) : counter_(other.counter_), object_(other.object_) { incRef(); }
 
+    /// Takes over the reference of such a handle and leaves it empty: no atomic operation.
     template <class U>
         requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*> && R::kCountIsInObject)
     Ptr(Ptr<U, D, R>&& other)
@@ -104,6 +113,7 @@ public:
         : counter_(std::exchange(other.counter_, nullptr)),
           object_(std::exchange(other.object_, nullptr)) {}
 
+    /// Drops the reference: one decrement, none when empty.
     ~Ptr() { decRef(); }
 
     /// Shares the object of `other`. The new reference is taken before the old one is dropped, so
@@ -145,16 +155,17 @@ public:
     /// Empties the handle, dropping its reference.
     void reset() noexcept { Ptr dropped(std::move(*this)); }
 
+    /// Exchanges the objects of two handles: no atomic operation.
     void swap(Ptr& other) noexcept {
         std::swap(counter_, other.counter_);
         std::swap(object_, other.object_);
     }
 
-    T* get() const noexcept { return object_; }
-    T* operator->() const noexcept { return object_; }
-    T& operator*() const noexcept { return *object_; }
-    explicit operator bool() const noexcept { return object_ != nullptr; }
-    bool operator!() const noexcept { return object_ == nullptr; }
+    T* get() const noexcept { return object_; }        ///< the object, null when empty; no count
+    T* operator->() const noexcept { return object_; } ///< the object; not of an empty handle
+    T& operator*() const noexcept { return *object_; } ///< the object; not of an empty handle
+    explicit operator bool() const noexcept { return object_ != nullptr; } ///< is there an object?
+    bool operator!() const noexcept { return object_ == nullptr; }         ///< is there none?
 
     /// Handles on the object now, 0 when empty. A snapshot; exact when 1 and nobody else can reach
     /// this handle, since no other handle is there to be copied from.
@@ -163,10 +174,12 @@ public:
         return object_ ? __atomic_load_n(counter_, __ATOMIC_ACQUIRE) : 0;
     }
 
+    /// @{
     /// Same object? No count is touched; likewise with a plain pointer and with null.
     friend bool operator==(const Ptr& a, const Ptr& b) noexcept { return a.object_ == b.object_; }
     friend bool operator==(const Ptr& a, const T* b) noexcept { return a.object_ == b; }
     friend bool operator==(const Ptr& a, std::nullptr_t) noexcept { return a.object_ == nullptr; }
+    /// @}
 
 private:
     template <class U, class E, class S> friend class Ptr;
@@ -189,6 +202,7 @@ private:
 
 /// Hashes the object's address, in step with `==`.
 template <class T, class D, class R> struct std::hash<Vq::Ptr<T, D, R>> {
+    /// The hash of the plain pointer.
     std::size_t operator()(const Vq::Ptr<T, D, R>& handle) const noexcept {
         return std::hash<T*>()(handle.get());
     }

@@ -20,8 +20,10 @@ namespace Vq {
 /// leaves both counts as they are.
 class VQ_EXPORT InternalRefCount {
 public:
-    InternalRefCount() noexcept = default;
+    InternalRefCount() noexcept = default; ///< starts at 0
+    /// Starts at 0, whatever the other count is.
     InternalRefCount(const InternalRefCount& /*other*/) noexcept {}
+    /// Leaves both counts as they are.
     InternalRefCount& operator=(const InternalRefCount& /*other*/) noexcept { return *this; }
     virtual ~InternalRefCount() = default;
 
@@ -43,10 +45,16 @@ private:
 /// The root of all reference-counted interfaces. The count is a virtual base, so that an object
 /// which implements several interfaces still has one count, and deleting through any of them,
 /// `iObject` included, destroys the whole object.
+///
+/// An object on the stack, or one that is a member of another, is never given to a handle, which
+/// would delete it.
+///
+/// \copydetails RefCount.h
 class VQ_EXPORT iObject : public virtual Vq::InternalRefCount {
 public:
-    iObject() noexcept = default;
-    iObject(const iObject&) noexcept = default;
+    iObject() noexcept = default;               ///< starts at count 0
+    iObject(const iObject&) noexcept = default; ///< starts at count 0, whatever the other's is
+    /// Leaves both counts as they are.
     iObject& operator=(const iObject&) noexcept { return *this; }
     ~iObject() override = default;
 };

@@ -20,12 +20,12 @@
 
 #include <set>
 
-/// A shared, callable object.
+/// A shared, callable object. Its thread rule is that of the derived class.
 template <class R, class A> class VQ_EXPORT iCallbackBase : public virtual iObject {
 public:
-    iCallbackBase() = default;
-    iCallbackBase(const iCallbackBase&) = default;
-    iCallbackBase& operator=(const iCallbackBase&) = default;
+    iCallbackBase() = default;                                ///< for derived classes
+    iCallbackBase(const iCallbackBase&) = default;            ///< for derived classes
+    iCallbackBase& operator=(const iCallbackBase&) = default; ///< for derived classes
     ~iCallbackBase() override = default;
 
     /// Does what there is to do; what it throws goes to the caller.
@@ -37,14 +37,15 @@ namespace Shutdown {
 /// The kinds of exit. The enumerators are the application's; the library passes them through.
 enum VQ_EXPORT eExitType : int;
 
-using Callback = iCallbackBase<void, eExitType>;
+using Callback = iCallbackBase<void, eExitType>; ///< what runs at the exit; derive from it
 
 /// A plain function as a callable object. Without a function it does nothing.
 class VQ_EXPORT FunctionCallback : public Callback {
 public:
-    explicit FunctionCallback(void (*function)(eExitType)) noexcept;
+    explicit FunctionCallback(void (*function)(eExitType)) noexcept; ///< null is allowed
     ~FunctionCallback() override;
 
+    /// Calls the function.
     void execute(const eExitType& type) override;
 
 private:
@@ -69,7 +70,10 @@ struct VQ_EXPORT CallbackItem {
     unsigned int sequence_;      ///< registration number: the order among equal priorities
 };
 
-/// Callbacks in the order of their execution.
+/// Callbacks in the order of their execution. Finding the place for one takes time in the logarithm
+/// of their number, removing one a walk over all.
+///
+/// \copydetails Shutdown.h
 class VQ_EXPORT CallbackItemList {
 public:
     /// Adds a copy of `item`, unless it has no callable or one of the same priority and number is

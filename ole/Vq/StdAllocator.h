@@ -13,11 +13,14 @@
 #include <new>
 
 /// A standard allocator; all instances are equal, of any type.
+///
+/// \copydetails StdAllocator.h
 template <class T> class VQ_EXPORT StdAllocator {
 public:
-    using value_type = T;
+    using value_type = T; ///< what there is room for
 
-    constexpr StdAllocator() noexcept = default;
+    constexpr StdAllocator() noexcept = default; ///< equal to all others
+    /// Equal to all others: containers of different types may free each other's blocks.
     template <class U> constexpr StdAllocator(const StdAllocator<U>& /*other*/) noexcept {}
 
     /// Room for `count` objects, uninitialised. Throws what the platform's `allocate` throws, and
@@ -32,9 +35,10 @@ public:
         return static_cast<T*>(OS()->memory()->allocate(count * sizeof(T)));
     }
 
-    /// Gives back what `allocate` returned.
+    /// Gives back what `allocate` returned; null is accepted.
     void deallocate(T* block, std::size_t /*count*/) noexcept { OS()->memory()->deallocate(block); }
 
+    /// Always true.
     template <class U> constexpr bool operator==(const StdAllocator<U>& /*other*/) const noexcept {
         return true;
     }

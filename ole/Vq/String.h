@@ -56,24 +56,32 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromAscii(const char* text);
 // --- Case. The length never changes. A shared text moves to a block of its own even when no
 // character of it has another case.
 
+/// @{
 /// In place, byte by byte, by the tables of the current locale: UTF-8 sequences are left alone in
 /// the usual locales.
 VQ_EXPORT void toUpper(LightweightString<char>& s);
 VQ_EXPORT void toLower(LightweightString<char>& s);
+/// @}
 
+/// @{
 /// A changed copy.
 VQ_EXPORT LightweightString<char> toUpper(const LightweightString<char>& s);
 VQ_EXPORT LightweightString<char> toLower(const LightweightString<char>& s);
+/// @}
 
 namespace Vq {
 
+/// @{
 /// In place, character by character, by `towupper` and `towlower` of the current locale.
 VQ_EXPORT void toUpper(LightweightString<wchar_t>& s);
 VQ_EXPORT void toLower(LightweightString<wchar_t>& s);
+/// @}
 
+/// @{
 /// A changed copy.
 VQ_EXPORT LightweightString<wchar_t> toUpper(const LightweightString<wchar_t>& s);
 VQ_EXPORT LightweightString<wchar_t> toLower(const LightweightString<wchar_t>& s);
+/// @}
 
 // --- Trimming and searching
 
@@ -114,19 +122,26 @@ VQ_EXPORT bool isEssentiallyEmpty(const LightweightString<char>& s);
 
 // --- Numbers to text, in the form of libc's "%u", "%d" and "%f" in the "C" numeric locale
 
-/// Appends the decimal digits of `n`.
+/// @{
+/// Appends the decimal digits of `n`, behind a '-' where it is below zero. Allocates nothing where
+/// `s` is the only owner with room.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, unsigned int n);
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, int n);
+/// @}
 
 /// Appends `d` with six decimals, every finite value whole. When the numeric locale writes a comma,
 /// it is set to "C" for good; see `setNumericLocale`.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, double d);
 
+/// @{
+/// The text that `+=` appends to an empty string: one allocation.
 VQ_EXPORT LightweightString<char> StringFromInteger(int n);
 VQ_EXPORT LightweightString<char> StringFromFloat(double d);
+/// @}
 
 namespace Vq {
 
+/// The decimal digits of `n`, behind a '-' where it is below zero: one allocation.
 VQ_EXPORT LightweightString<wchar_t> WStringFromInteger(long n);
 
 /// `d` with `precision` decimals, 0 to 9 (others count as the nearer end), cut at 255 characters.
@@ -138,9 +153,11 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromFloat(double d, char precision, 
 // --- Text to numbers. Leading white space is skipped and reading ends at the first character that
 // cannot go on, so "12abc" is 12; overflow is as libc's parsers have it.
 
+/// @{
 /// The number `s` starts with, or `dflt` when there is none.
 VQ_EXPORT int IntFromWString(const LightweightString<wchar_t>& s, int dflt);
 VQ_EXPORT double FloatFromWString(const LightweightString<wchar_t>& s, double dflt);
+/// @}
 
 /// The number `s` starts with, or `dflt` for an empty `s` only: a text without a number is **0**
 /// here.

@@ -38,8 +38,8 @@ inline constexpr unsigned int kSplitKeepSeparator = 4;
 /// The separator: one character, compared by its code.
 template <class C> class VQ_EXPORT IsMatchingChar {
 public:
-    constexpr IsMatchingChar(C c) noexcept : c_(c) {}
-    constexpr bool operator()(C c) const noexcept { return c == c_; }
+    constexpr IsMatchingChar(C c) noexcept : c_(c) {}                 ///< the separator is `c`
+    constexpr bool operator()(C c) const noexcept { return c == c_; } ///< is `c` the separator?
 
 private:
     C c_;
@@ -47,22 +47,26 @@ private:
 
 /// A part of a string. A `length` of 0xFFFFFFFF reaches to its end, as does any other too long.
 struct StringRegion {
-    unsigned int start;
-    unsigned int length;
+    unsigned int start;  ///< index of the first character
+    unsigned int length; ///< characters
 };
 
 /// The container that fields of type `S` are appended to.
-template <class S> struct StringToVec { using VecT = std::vector<S, StdAllocator<S>>; };
+template <class S> struct StringToVec {
+    using VecT = std::vector<S, StdAllocator<S>>; ///< in the platform's memory
+};
 
 /// Appends regions of a source string to an output vector; both are borrowed. The source must not
 /// be an element of that vector.
 template <class S> class VQ_EXPORT SplitOutputBuilder {
 public:
-    using VecT = typename StringToVec<S>::VecT;
+    using VecT = typename StringToVec<S>::VecT; ///< the output
 
+    /// Keeps both addresses.
     SplitOutputBuilder(VecT* output, const S* source) noexcept : output_(output), source_(source) {}
 
-    /// Appends a copy of the region, cut to the source; the empty string when it lies outside.
+    /// Appends a copy of the region, cut to the source; the empty string when it lies outside. One
+    /// allocation for characters, and one for the output where its capacity does not do.
     void operator()(const StringRegion& region) {
         const unsigned int sourceLength = source_->length();
         if (region.start >= sourceLength) {
@@ -153,7 +157,8 @@ VQ_EXPORT LightweightString<wchar_t> pack(
 /// first, so "dir/sub/" gives "sub"; "/" and the empty path give the empty string.
 VQ_EXPORT LightweightString<wchar_t> splitFilename(const LightweightString<wchar_t>& path);
 
-// Between plain characters the same results come from code that looks at several of them at a time.
+/// @{
+/// The same results at a plain character, from code that looks at several characters at a time.
 template <>
 VQ_EXPORT void findSeparators(const LightweightString<char>& text, IsMatchingChar<char> sep,
                               std::vector<int>& positions, unsigned int flags);
@@ -167,6 +172,7 @@ template <>
 VQ_EXPORT unsigned int splitIf(const LightweightString<wchar_t>& text, IsMatchingChar<wchar_t> sep,
                                StringToVec<LightweightString<wchar_t>>::VecT& out,
                                unsigned int flags);
+/// @}
 
 VQ_EXPORTED_INSTANTIATION(class IsMatchingChar<char>);
 VQ_EXPORTED_INSTANTIATION(class SplitOutputBuilder<LightweightString<char>>);

@@ -22,38 +22,44 @@
 
 /// Sixteen bytes without behaviour, for interfaces in other languages and file headers.
 struct SimpleUUID {
-    unsigned char bytes[16];
+    unsigned char bytes[16]; ///< in memory order, which is the order of the text form
 };
 
 namespace Vq {
 
-/// An identifier value. All sixteen bytes zero is the invalid value.
+/// An identifier value. All sixteen bytes zero is the invalid value. It is sixteen bytes wide, owns
+/// nothing and is copied like a number.
+///
+/// \copydetails UUID.h
 class VQ_EXPORT UUID {
 public:
     /// Characters of the text form, terminator not counted.
     static constexpr unsigned int kTextLength = 36;
 
-    /// The invalid value.
-    UUID() noexcept = default;
-    UUID(std::nullptr_t) noexcept {}
+    UUID() noexcept = default;       ///< the invalid value
+    UUID(std::nullptr_t) noexcept {} ///< the invalid value
 
     /// The sixteen bytes as they are.
     UUID(const SimpleUUID& bytes) noexcept;
 
+    /// @{
     /// As `initFromString` of the text up to its terminator, or of the whole string; null gives the
     /// invalid value.
     UUID(const char* text);
     UUID(const wchar_t* text);
     UUID(const LightweightString<char>& text);
     UUID(const LightweightString<wchar_t>& text);
+    /// @}
 
     /// A new identifier of the platform. Throws what the platform throws.
     static UUID generate();
 
+    /// @{
     /// Becomes what the first `length` characters of `text` say, which must be there: 36 of the
     /// text form, or 38 with braces around it. Anything else, null included, makes it invalid.
     void initFromString(const char* text, unsigned int length);
     void initFromString(const wchar_t* text, unsigned int length);
+    /// @}
 
     /// Becomes the invalid value.
     void invalidate() noexcept;
@@ -67,14 +73,18 @@ public:
     /// By bytes as unsigned values, byte 0 first.
     bool operator<(const UUID& other) const noexcept;
 
+    /// @{
     /// Writes the text form and its terminator, 37 characters in all, to `out`, which has room for
     /// them.
     void asString(char* out) const noexcept;
     void asWString(wchar_t* out) const noexcept;
+    /// @}
 
+    /// @{
     /// The text form: one allocation. Throws only for want of memory.
     LightweightString<char> asString() const;
     LightweightString<wchar_t> asWString() const;
+    /// @}
 
 private:
     friend struct std::hash<UUID>;
@@ -86,6 +96,7 @@ private:
 
 /// In step with `==`. Not for tables that an adversary fills with identifiers of its choice.
 template <> struct std::hash<Vq::UUID> {
+    /// A mix of both words.
     std::size_t operator()(const Vq::UUID& id) const noexcept {
         // Random identifiers need no mixing, counted ones differ in a few bits of either word.
         const unsigned long mixed =

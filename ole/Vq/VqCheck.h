@@ -23,23 +23,28 @@ namespace Exception {
 /// The root of everything that the library throws on purpose. It stands alone: it is no
 /// `std::exception` and has no `what()`; catchers read the fields. The three texts are borrowed and
 /// must outlive the exception, so they are literals or never freed.
+///
+/// Caught by reference, as any exception: a handler for `Base` gets both kinds, and both keep their
+/// type across libraries. A copy shares the lines of the call stack; only the list is allocated.
+/// Thread rule: compatible.
 class VQ_EXPORT Base {
 public:
     const char* typeName_; ///< "RuntimeError" or "LogicError"
-    const char* message_;
-    const char* file_; ///< the source file of the thrower
-    int line_;
+    const char* message_;  ///< what failed, for developers; never translated
+    const char* file_;     ///< the source file of the thrower
+    int line_;             ///< the line in `file_`
 
     /// One line per frame at the throw; empty where nothing was captured.
     std::vector<LightweightString<char>, StdAllocator<LightweightString<char>>> callStack_;
 
-    Base(const Base&) = default;
-    Base(Base&&) noexcept = default;
-    Base& operator=(const Base&) = default;
-    Base& operator=(Base&&) noexcept = default;
+    Base(const Base&) = default;                ///< allocates for the list of frames
+    Base(Base&&) noexcept = default;            ///< takes the list over
+    Base& operator=(const Base&) = default;     ///< allocates for the list of frames
+    Base& operator=(Base&&) noexcept = default; ///< takes the list over
     virtual ~Base();
 
 protected:
+    /// Keeps the texts by address and captures no call stack.
     Base(const char* typeName, const char* message, const char* file, int line) noexcept
         : typeName_(typeName), message_(message), file_(file), line_(line) {}
 };
@@ -50,22 +55,23 @@ public:
     /// Keeps the texts by address and captures the call stack. When the platform's capture throws,
     /// that exception comes out instead.
     RuntimeError(const char* message, const char* file, int line);
-    RuntimeError(const RuntimeError&) = default;
-    RuntimeError(RuntimeError&&) noexcept = default;
-    RuntimeError& operator=(const RuntimeError&) = default;
-    RuntimeError& operator=(RuntimeError&&) noexcept = default;
+    RuntimeError(const RuntimeError&) = default;                ///< as the base's
+    RuntimeError(RuntimeError&&) noexcept = default;            ///< as the base's
+    RuntimeError& operator=(const RuntimeError&) = default;     ///< as the base's
+    RuntimeError& operator=(RuntimeError&&) noexcept = default; ///< as the base's
     ~RuntimeError() override;
 };
 
 /// A mistake in the program. No call stack is captured.
 class VQ_EXPORT LogicError : public Base {
 public:
+    /// Keeps the texts by address.
     LogicError(const char* message, const char* file, int line) noexcept
         : Base("LogicError", message, file, line) {}
-    LogicError(const LogicError&) = default;
-    LogicError(LogicError&&) noexcept = default;
-    LogicError& operator=(const LogicError&) = default;
-    LogicError& operator=(LogicError&&) noexcept = default;
+    LogicError(const LogicError&) = default;                ///< as the base's
+    LogicError(LogicError&&) noexcept = default;            ///< as the base's
+    LogicError& operator=(const LogicError&) = default;     ///< as the base's
+    LogicError& operator=(LogicError&&) noexcept = default; ///< as the base's
     ~LogicError() override;
 };
 

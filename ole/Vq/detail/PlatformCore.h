@@ -50,18 +50,19 @@ public:
 };
 
 /// The one object through which the library reaches the machine. It owns its services: they are
-/// neither deleted nor counted by anyone else.
+/// neither deleted nor counted by anyone else. Safe; the rules for all services are in
+/// Vq/Platform.h.
 class VQ_EXPORT iPlatform {
 public:
     virtual ~iPlatform() = default;
 
-    virtual iMemory* memory() = 0;
-    virtual iSystemUtils* utils() = 0;
-    virtual iFileSystem* fileSystem() = 0;
-    virtual iSyncFactory* sync() = 0;
-    virtual iAtomics* atomics() = 0;
-    virtual iCPUInfo* cpu() = 0;
-    virtual iFolders* folders() = 0;
+    virtual iMemory* memory() = 0;         ///< the heap
+    virtual iSystemUtils* utils() = 0;     ///< text conversion, clock, identifiers, call stacks
+    virtual iFileSystem* fileSystem() = 0; ///< files and the application's name
+    virtual iSyncFactory* sync() = 0;      ///< locks and thread identity
+    virtual iAtomics* atomics() = 0;       ///< what reference counts change through
+    virtual iCPUInfo* cpu() = 0;           ///< the processor
+    virtual iFolders* folders() = 0;       ///< well-known folders
 };
 
 /// The platform of the process, the same object at every call. The library asks afresh at each use
