@@ -62,12 +62,13 @@ void appendSymbol(LightweightString<char>& line, const char* symbol) {
 
 constinit CallStackCache known;
 
-constinit std::atomic<bool> loaderAnswers{false};
-constinit bool wasOneThread = false; // written before a fork, read after it
+constinit std::atomic<bool> loaderAnswers{false}; // before the library is loaded nobody asks
+constinit bool wasOneThread = false;              // written before a fork, read after it
 
 /// The loader's lock is not made anew in the child of a fork: if another thread had it, who asks
-/// would wait for ever.
-void watchForks() {
+/// would wait for ever. Forks are watched from the time that the library is loaded, since the first
+/// to ask may be such a child.
+[[gnu::constructor]] void watchForks() {
     const int failure =
         ::pthread_atfork([] { wasOneThread = __libc_single_threaded != 0; }, nullptr,
                          [] {
@@ -79,8 +80,6 @@ void watchForks() {
 /// How often a library was unloaded so far: until the next time, an address in a library that the
 /// calling thread is in the middle of is in the same one. Nothing where that cannot be asked.
 std::optional<CallStackCache::Generation> countUnloads() {
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
-    ::pthread_once(&once, watchForks);
     if (!loaderAnswers) return std::nullopt;
     CallStackCache::Generation count = 0;
     // One library is enough, each is told along with the same numbers.

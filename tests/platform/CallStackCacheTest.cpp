@@ -3,6 +3,7 @@
 
 #include "Vq/Platform.h"
 #include "support/ChildProcess.h"
+#include "support/FreshProcess.h"
 #include "support/Threads.h"
 
 #include <array>
@@ -12,6 +13,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <link.h>
 
 #include <gtest/gtest.h>
 
@@ -208,6 +211,49 @@ TEST(RepeatedCallStack, IsTakenInAForkedChildToo) {
     }
     enough = true;
     busy.join();
+}
+
+/// What this thread does while another one holds the loader's lock.
+template <class Work> void whileTheLoaderIsBusy(Work work) {
+    struct {
+        std::atomic<bool> isBusy = false;
+        std::atomic<bool> isDone = false;
+    } state;
+    std::thread other([&] {
+        dl_iterate_phdr(
+            [](dl_phdr_info*, std::size_t, void* data) {
+                auto& shared = *static_cast<decltype(state)*>(data);
+                shared.isBusy = true;
+                shared.isBusy.notify_one();
+                shared.isDone.wait(false);
+                return 1;
+            },
+            &state);
+    });
+    state.isBusy.wait(false);
+    work();
+    state.isDone = true;
+    state.isDone.notify_one();
+    other.join();
+}
+
+TEST(RepeatedCallStack, IsTakenFirstInTheChildOfAForkThatCameWhileTheLoaderWasBusy) {
+    inFreshProcess([] {
+        whileTheLoaderIsBusy([] {
+            ChildProcess child([] { return callStack(10).size() > 10 ? 0 : 1; });
+            EXPECT_TRUE(child.endsWithin(60s));
+            EXPECT_EQ(child.exitCode(), 0);
+        });
+    });
+}
+
+TEST(RepeatedCallStack, IsTakenAgainInTheChildOfAForkThatCameWhileTheLoaderWasBusy) {
+    ASSERT_GT(callStack(10).size(), 10U);
+    whileTheLoaderIsBusy([] {
+        ChildProcess child([] { return callStack(10).size() > 10 ? 0 : 1; });
+        EXPECT_TRUE(child.endsWithin(60s));
+        EXPECT_EQ(child.exitCode(), 0);
+    });
 }
 
 } // namespace
