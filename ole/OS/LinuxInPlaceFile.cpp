@@ -1,8 +1,21 @@
 #include "OS/LinuxInPlaceFile.h"
 
+#include <cerrno>
 #include <unistd.h>
 
 namespace Vq {
+
+namespace {
+
+bool makeEmpty(int descriptor) noexcept {
+    int result = 0;
+    do {
+        result = ::ftruncate(descriptor, 0);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+} // namespace
 
 LinuxInPlaceFile::LinuxInPlaceFile(LinuxDescriptor descriptor, Kind kind) noexcept
     : LinuxOutputFile(kind == Kind::kRegular ? Buffering::kSmallWrites : Buffering::kNone),
@@ -10,7 +23,7 @@ LinuxInPlaceFile::LinuxInPlaceFile(LinuxDescriptor descriptor, Kind kind) noexce
 
 // Only now, since the old content should not go for a file that nobody gets to write.
 bool LinuxInPlaceFile::begin() noexcept {
-    return kind_ != Kind::kRegular || ::ftruncate(descriptor_.number(), 0) == 0;
+    return kind_ != Kind::kRegular || makeEmpty(descriptor_.number());
 }
 
 bool LinuxInPlaceFile::publish() noexcept {

@@ -84,6 +84,25 @@ TEST_F(LinuxInPlaceFile, IsEmptyWhenNothingIsWritten) {
     EXPECT_EQ(content(), "");
 }
 
+TEST_F(LinuxInPlaceFile, IsEmptiedAlsoWhenThatIsInterrupted) {
+    SystemCalls calls;
+    calls.fail(SystemCall::kOpen, EACCES, 1, 1);
+    calls.fail(SystemCall::kTruncate, EINTR, 3);
+    const auto file = openToWrite(folder_ / "a");
+    ASSERT_TRUE(file);
+    EXPECT_EQ(calls.count(SystemCall::kTruncate), 4);
+    EXPECT_EQ(content(), "");
+}
+
+TEST_F(LinuxInPlaceFile, IsNotOpenedWhereItCannotBeEmptied) {
+    SystemCalls calls;
+    calls.fail(SystemCall::kOpen, EACCES, 1, 1);
+    calls.fail(SystemCall::kTruncate, EPERM);
+    EXPECT_FALSE(openToWrite(folder_ / "a"));
+    EXPECT_EQ(calls.count(SystemCall::kTruncate), 1);
+    EXPECT_EQ(content(), "old content");
+}
+
 TEST_F(LinuxInPlaceFile, IsSyncedByTheCommit) {
     const auto file = openWhere(EACCES);
     const SystemCalls calls;

@@ -32,7 +32,7 @@ void SystemCalls::fail(SystemCall call, int error, int times, int first) {
 }
 
 bool SystemCalls::refuses(SystemCall call) {
-    constexpr char kLetters[] = "orwsm?";
+    constexpr char kLetters[] = "orwsm?t";
     order_ += kLetters[static_cast<std::size_t>(call)];
     Script& script = of(call);
     ++script.count;
@@ -93,6 +93,11 @@ VQTEST_INSTEAD_OF_LIBC int renameat(int oldFolder, const char* oldName, int newF
                                     const char* newName) noexcept {
     if (vqtest::refused(SystemCall::kRename)) return -1;
     return static_cast<int>(syscall(SYS_renameat, oldFolder, oldName, newFolder, newName));
+}
+
+VQTEST_INSTEAD_OF_LIBC int ftruncate(int descriptor, off_t length) noexcept {
+    if (vqtest::refused(SystemCall::kTruncate)) return -1;
+    return static_cast<int>(syscall(SYS_ftruncate, descriptor, length));
 }
 
 VQTEST_INSTEAD_OF_LIBC ssize_t getrandom(void* buffer, size_t count, unsigned flags) {

@@ -19,7 +19,7 @@
 namespace vqtest {
 
 /// Of each, the variant that libOS uses.
-enum class SystemCall { kOpen, kRead, kWrite, kSync, kRename, kRandom };
+enum class SystemCall { kOpen, kRead, kWrite, kSync, kRename, kRandom, kTruncate };
 
 class SystemCalls {
 public:
@@ -42,7 +42,8 @@ public:
     unsigned creationMode() const { return creationMode_; }
     void noteCreation(unsigned mode) { creationMode_ = mode; }
 
-    /// All calls in the order they came: 'o', 'r', 'w', 's' (sync), 'm' (rename), '?' (random).
+    /// All calls in the order they came: 'o', 'r', 'w', 's' (sync), 'm' (rename), '?' (random),
+    /// 't' (truncate).
     const std::string& order() const { return order_; }
 
     /// For the functions themselves: notes a call; true when it is to fail, with `errno` set.
@@ -60,7 +61,7 @@ private:
     Script& of(SystemCall call) { return scripts_[static_cast<std::size_t>(call)]; }
     const Script& of(SystemCall call) const { return scripts_[static_cast<std::size_t>(call)]; }
 
-    std::array<Script, 6> scripts_;
+    std::array<Script, 7> scripts_;
     std::size_t piece_ = std::numeric_limits<std::size_t>::max();
     unsigned creationMode_ = 0;
     std::string order_;
