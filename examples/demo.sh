@@ -85,7 +85,7 @@ say 'Settings in C++: examples/settings.cpp, built against an installation of th
 {
     run_quietly 'cmake --install "$BUILD" --prefix installed'
     run_quietly 'cmake -S "$EXAMPLES" -B build -DCMAKE_PREFIX_PATH="$PWD/installed"'
-    run_quietly 'cmake --build build'
+    run_quietly 'cmake --build build --target settings'
 }
 run 'cp editor.ini before.ini'
 run 'build/settings editor.ini'
