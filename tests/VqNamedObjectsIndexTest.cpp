@@ -197,6 +197,15 @@ TEST_F(NamedObjectsOfOneChecksum, MissWhatWasNotRegistered) {
     expectAllFoundInOrder();
 }
 
+TEST_F(NamedObjectsOfOneChecksum, AreToldApartByTheirLengthToo) {
+    const std::string name = "a name of the checksum of none: e`e`egb`feabbbbbbbbb";
+    ASSERT_EQ(checksumOf(name), checksumOf(""));
+    create(name);
+    EXPECT_EQ(registry().findInfo_(kInt, ""), nullptr);
+    create("");
+    expectAllFoundInOrder();
+}
+
 // --- Marked types
 
 TEST_F(NamedObjectsOfMarkedTypes, AreOneKeyWithAndWithoutOneMark) {
