@@ -35,16 +35,21 @@ enum VQ_EXPORT FrameRate : int;
 
 namespace Image {
 
-enum VQ_EXPORT Format : int;       ///< of pixels; the application's enumerators
-enum VQ_EXPORT ScanMode : int;     ///< the application's enumerators
-enum VQ_EXPORT AspectRatio : int;  ///< the application's enumerators
-enum VQ_EXPORT Polarity : int;     ///< the application's enumerators
-enum VQ_EXPORT Colorimetry : int;  ///< the application's enumerators
-enum VQ_EXPORT GamutScaling : int; ///< the application's enumerators
+/// @{
+/// As `FrameRate`: the enumerators are the application's.
+enum VQ_EXPORT Format : int;
+enum VQ_EXPORT ScanMode : int;
+enum VQ_EXPORT AspectRatio : int;
+enum VQ_EXPORT Polarity : int;
+enum VQ_EXPORT Colorimetry : int;
+enum VQ_EXPORT GamutScaling : int;
+/// @}
 
-/// What applications write around a batch of records.
-VQ_EXPORT extern const LightweightString<char> kStartBatch; ///< "StartBatch"
-VQ_EXPORT extern const LightweightString<char> kEndBatch;   ///< "EndBatch"
+/// @{
+/// What applications write around a batch of records: "StartBatch" and "EndBatch".
+VQ_EXPORT extern const LightweightString<char> kStartBatch;
+VQ_EXPORT extern const LightweightString<char> kEndBatch;
+/// @}
 /// 365 days, in seconds, backwards.
 VQ_EXPORT extern const double kMinusOneYearSeconds;
 
