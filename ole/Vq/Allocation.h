@@ -44,11 +44,12 @@ VQ_EXPORT void Memset64(void* destination, unsigned long value, unsigned int cou
 /// Base of objects that can give memory back under pressure: known to the platform's memory service
 /// from the end of this base's construction to the start of its destruction. The three operations
 /// are not there yet while the derived constructor waits to run, nor any more once its destructor
-/// has: make and destroy such objects while no other thread can be short of memory.
+/// has: make and destroy such objects while no other thread can be short of memory. Its operations
+/// are then called on any thread, the one that is short of memory.
 class VQ_EXPORT Reclaimable : public iReclaimable {
 public:
-    Reclaimable();
-    ~Reclaimable() override;
+    Reclaimable();           ///< registers; throws what the platform throws
+    ~Reclaimable() override; ///< unregisters
 
     // Registered by address: a copy would be unknown to the memory service.
     Reclaimable(const Reclaimable&) = delete;

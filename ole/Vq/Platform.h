@@ -43,7 +43,7 @@ public:
     virtual const char* reclaimableName() = 0;
 };
 
-/// An open file. Compatible: one thread at a time. The last handle closes it.
+/// An open file. Confined to one thread at a time. The last handle closes it.
 class VQ_EXPORT iFile : public virtual iObject {
 public:
     ~iFile() override = default;
@@ -78,7 +78,8 @@ public:
     virtual void release() = 0;
 };
 
-/// Text conversion, clock, identifiers, call stacks.
+/// Text conversion, clock, identifiers, call stacks. Safe. What null and invalid texts give is the
+/// platform's to say; OS/LinuxPlatform.h tells for Linux.
 class VQ_EXPORT iSystemUtils {
 public:
     virtual ~iSystemUtils() = default;
@@ -107,7 +108,7 @@ public:
         std::vector<LightweightString<char>, StdAllocator<LightweightString<char>>>* lines) = 0;
 };
 
-/// Files and the application's place among them.
+/// Files and the application's place among them. Safe.
 class VQ_EXPORT iFileSystem {
 public:
     virtual ~iFileSystem() = default;
@@ -124,7 +125,7 @@ public:
     virtual wchar_t pathSeparator() = 0;
 };
 
-/// Locks and thread identity.
+/// Locks and thread identity. Safe.
 class VQ_EXPORT iSyncFactory {
 public:
     virtual ~iSyncFactory() = default;
@@ -137,7 +138,7 @@ public:
     virtual unsigned int currentThreadId() = 0;
 };
 
-/// The processor.
+/// The processor. Safe.
 class VQ_EXPORT iCPUInfo {
 public:
     virtual ~iCPUInfo() = default;
@@ -146,7 +147,7 @@ public:
     virtual int processorCount() = 0;
 };
 
-/// Well-known folders.
+/// Well-known folders. Safe.
 class VQ_EXPORT iFolders {
 public:
     virtual ~iFolders() = default;

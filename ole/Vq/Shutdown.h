@@ -39,7 +39,8 @@ enum VQ_EXPORT eExitType : int;
 
 using Callback = iCallbackBase<void, eExitType>; ///< what runs at the exit; derive from it
 
-/// A plain function as a callable object. Without a function it does nothing.
+/// A plain function as a callable object. Without a function it does nothing. It never changes, so
+/// its thread rule is the function's.
 class VQ_EXPORT FunctionCallback : public Callback {
 public:
     explicit FunctionCallback(void (*function)(eExitType)) noexcept; ///< null is allowed
@@ -52,7 +53,8 @@ private:
     void (*function_)(eExitType);
 };
 
-/// A registered callback, ordered by priority and then by registration.
+/// A registered callback, ordered by priority and then by registration. Confined, for its making
+/// counts registrations.
 struct VQ_EXPORT CallbackItem {
     /// Shares `callback` and takes the next registration number.
     CallbackItem(const Vq::Ptr<Callback>& callback, unsigned int priority);

@@ -29,7 +29,8 @@ namespace Vq {
 inline constexpr unsigned int kSplitDropShortFields = 1;
 
 /// A separator inside double quotes does not count, unless it is the double quote itself. A quote
-/// behind a backslash neither opens nor closes; the backslash may itself stand behind another.
+/// behind a backslash neither opens nor closes; the backslash may itself stand behind another. One
+/// that is never closed takes in all that follows.
 inline constexpr unsigned int kSplitHonourQuotes = 2;
 
 /// Every field that a separator ends keeps it as its last character.

@@ -80,13 +80,14 @@ public:
 /// What the macros below call. `code` is the status, `expression` its source text.
 namespace Check::Private {
 
-/// True when `code` is not negative. Otherwise false, after a "VqCheck: " line if `forceLog` or
-/// `logInDebug()` says so.
+/// True when `code` is not negative. Otherwise false, after a timed line if `forceLog` or
+/// `logInDebug()` says so: "VqCheck: file.cpp(7) [device.start()] = 0xffffffff".
 VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* expression,
                            bool forceLog);
 
-/// The same, and before it a line for a slow call, failed or not: one that took `elapsed` or more
-/// of a `threshold` above zero, both in the caller's unit.
+/// The same, and before it a line for a slow call, failed or not, as "VqCheck: file.cpp(7)
+/// [device.start()] took 5.00": a call is slow when `elapsed` is not below a `threshold` above zero,
+/// both in the caller's unit.
 VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* expression,
                            bool forceLog, double threshold, double elapsed);
 
