@@ -1,48 +1,10 @@
 #include "OS/LinuxPlatform.h"
 
-#include "OS/LinuxAtomics.h"
-#include "OS/LinuxCpuInfo.h"
-#include "OS/LinuxFileSystem.h"
-#include "OS/LinuxFolders.h"
-#include "OS/LinuxMemory.h"
 #include "OS/LinuxPlatformObject.h"
-#include "OS/LinuxSync.h"
-#include "OS/LinuxSystemUtils.h"
-#include "OS/NeverDestroyed.h"
 
 namespace Vq {
 
-namespace {
-
-class LinuxPlatform final : public iPlatform {
-public:
-    constexpr LinuxPlatform() = default;
-
-    iMemory* memory() override { return &memory_; }
-    iSystemUtils* utils() override { return &utils_; }
-    iFileSystem* fileSystem() override { return &fileSystem_; }
-    iSyncFactory* sync() override { return &sync_; }
-    iAtomics* atomics() override { return &atomics_; }
-    iCPUInfo* cpu() override { return &cpu_; }
-    iFolders* folders() override { return &folders_; }
-
-private:
-    LinuxMemory memory_;
-    LinuxSystemUtils utils_;
-    LinuxFileSystem fileSystem_;
-    LinuxSync sync_;
-    LinuxAtomics atomics_;
-    LinuxCpuInfo cpu_;
-    LinuxFolders folders_;
-};
-
 constexpr NeverDestroyed<LinuxPlatform> platform;
-
-} // namespace
-
-iPlatform* linuxPlatformObject() {
-    return &platform.get();
-}
 
 } // namespace Vq
 

@@ -25,6 +25,7 @@
 #include <bit>
 #include <compare>
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <limits>
@@ -78,9 +79,7 @@ public:
     /// A string of `n` characters that the caller then writes through `data()`; only the terminator
     /// is set. One allocation, of the rounded capacity.
     static LightweightString withLength(std::size_t n) {
-        LightweightString made;
-        if (n != 0) made.block_ = makeBlock(n, roundedCapacity(n));
-        return made;
+        return LightweightString(n == 0 ? Block() : Block(makeBlock(n, roundedCapacity(n))));
     }
 
     /// All characters of all `parts`, one behind the other: one allocation, no sharing.
@@ -113,7 +112,7 @@ public:
     /// construction only.
     void createImpl(unsigned int n, bool rounded) {
         ::new (&block_) Block();
-        if (n != 0) block_ = makeBlock(n, rounded ? roundedCapacity(n) : exactCapacity(n));
+        if (n != 0) take(Block(makeBlock(n, rounded ? roundedCapacity(n) : exactCapacity(n))));
     }
 
     // --- Reading
@@ -160,7 +159,7 @@ public:
 
     /// As `data()`, after moving a shared text to a block of its own.
     T* unshare() {
-        if (block_ && !isSoleOwner()) block_ = copyOf(*this);
+        if (block_ && !isSoleOwner()) replaceByCopy(*this);
         return data();
     }
 
@@ -173,7 +172,7 @@ public:
         } else if (fits(n)) {
             setLength(n);
         } else {
-            block_ = makeBlock(n, roundedCapacity(n));
+            take(Block(makeBlock(n, roundedCapacity(n))));
         }
         return *this;
     }
@@ -187,7 +186,7 @@ public:
         } else if (fits(n)) {
             setLength(n);
         } else {
-            block_ = copyOf({c_str(), n});
+            replaceByCopy({c_str(), n});
         }
         return *this;
     }
@@ -201,7 +200,7 @@ public:
             Traits::move(block_->characters_, source.data(), source.size());
             setLength(static_cast<unsigned int>(source.size()));
         } else {
-            block_ = copyOf(source);
+            replaceByCopy(source);
         }
         return *this;
     }
@@ -238,8 +237,11 @@ public:
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
         if (c == T()) return *this;
-        if (T* const to = lengthenInPlace(1)) {
-            *to = c;
+        if (isSoleOwner() && block_->length_ + 1 < block_->capacity_) {
+            const unsigned int length = block_->length_++;
+            // As lengthenInPlace, but the character and the terminator behind it are one store.
+            const T added[2] = {c, T()};
+            std::memcpy(block_->characters_ + length, added, sizeof added);
             return *this;
         }
         const T added = c; // the parameter stays in its register when its address is not taken
@@ -279,6 +281,8 @@ public:
 private:
     static constexpr T kEmptyText[1] = {};
 
+    explicit LightweightString(Block&& block) noexcept : block_(std::move(block)) {}
+
     static std::basic_string_view<T> viewOf(const T* text) noexcept {
         return text ? std::basic_string_view<T>(text) : std::basic_string_view<T>();
     }
@@ -296,21 +300,23 @@ private:
 
     /// The one place where blocks are made: length and terminator set, characters left to the
     /// caller.
-    static Block makeBlock(std::size_t length, unsigned int capacity) {
+    static Impl* makeBlock(std::size_t length, unsigned int capacity) {
         const std::size_t bytes = sizeof(Impl) + std::size_t{capacity} * sizeof(T);
         auto* impl = static_cast<Impl*>(OS()->memory()->allocate(bytes));
         // The allocation holds no objects yet; the array starts where the header ends.
         auto* characters = reinterpret_cast<T*>(impl + 1);
         characters[length] = T();
-        return Block(::new (impl) Impl{characters, static_cast<unsigned int>(length), capacity, 0});
+        return ::new (impl) Impl{characters, static_cast<unsigned int>(length), capacity, 0};
     }
 
     /// A block of rounded capacity that holds `text`.
-    static Block copyOf(std::basic_string_view<T> text) {
-        Block block = makeBlock(text.size(), roundedCapacity(text.size()));
+    [[gnu::always_inline]] static Block copyOf(std::basic_string_view<T> text) {
+        Block block(makeBlock(text.size(), roundedCapacity(text.size())));
         Traits::copy(block->characters_, text.data(), text.size());
         return block;
     }
+
+    [[gnu::noinline]] void replaceByCopy(std::basic_string_view<T> text) { take(copyOf(text)); }
 
     /// Appends `text`, then `zeros` zero characters.
     LightweightString& appendPadded(std::basic_string_view<T> text, std::size_t zeros) {
@@ -326,16 +332,21 @@ private:
                                                     std::size_t zeros) {
         const std::basic_string_view<T> before = *this;
         const std::size_t newLength = before.size() + text.size() + zeros;
-        Block block = makeBlock(newLength, roundedCapacity(newLength));
+        Block block(makeBlock(newLength, roundedCapacity(newLength)));
         T* to = block->characters_;
         Traits::copy(to, before.data(), before.size());
         Traits::copy(to + before.size(), text.data(), text.size());
         Traits::assign(to + before.size() + text.size(), zeros, T());
-        block_ = std::move(block);
+        take(std::move(block));
         return *this;
     }
 
-    bool isSoleOwner() const noexcept { return block_.useCount() == 1; }
+    /// Lets go of the own block with `made`.
+    void take(Block&& made) noexcept { block_.swap(made); }
+
+    bool isSoleOwner() const noexcept {
+        return block_ && __atomic_load_n(&block_->count_, __ATOMIC_ACQUIRE) == 1;
+    }
 
     /// May a text of `length` characters be written in place?
     bool fits(std::size_t length) const noexcept {

@@ -47,12 +47,14 @@ constexpr unsigned int decimalDigits(std::uint64_t n) {
     return guess + ((n | 1) >= kPowersOf10[guess]);
 }
 
+// Not within its user, which would put a copy of it on the stack at each call.
+inline constexpr char kPairs[] = "00010203040506070809101112131415161718192021222324"
+                                 "25262728293031323334353637383940414243444546474849"
+                                 "50515253545556575859606162636465666768697071727374"
+                                 "75767778798081828384858687888990919293949596979899";
+
 /// Writes `digits` digits of `n` to `to`, zeros in front.
 template <class T> constexpr void printDigits(T* to, unsigned int digits, std::uint64_t n) {
-    constexpr char kPairs[] = "00010203040506070809101112131415161718192021222324"
-                              "25262728293031323334353637383940414243444546474849"
-                              "50515253545556575859606162636465666768697071727374"
-                              "75767778798081828384858687888990919293949596979899";
     for (; digits >= 2; digits -= 2, n /= 100) {
         to[digits - 1] = static_cast<T>(kPairs[2 * (n % 100) + 1]);
         to[digits - 2] = static_cast<T>(kPairs[2 * (n % 100)]);
@@ -123,7 +125,8 @@ struct Integer {
         if (magnitude < kEightDigits) {
             storeCharacters(to, lastDigits(magnitude, digits), digits);
         } else {
-            printDigits(to, digits, magnitude);
+            printDigits(to, digits - 8, magnitude / kEightDigits);
+            storeCharacters(to + digits - 8, eightDigits(magnitude % kEightDigits), 8);
         }
     }
 
