@@ -99,9 +99,10 @@ public:
     void debugPrint() const;
 
     // The standard's names for the same operations.
-    void lock() { enter(); }                                      ///< as `enter`
-    void unlock() { leave(); }                                    ///< as `leave`
-    [[nodiscard]] bool try_lock() { return attemptEntry() == 0; } ///< true where that gives 0
+    void lock() { enter(); }   ///< as `enter`
+    void unlock() { leave(); } ///< as `leave`
+    /// As `attemptEntry`, true where that gives 0.
+    [[nodiscard]] bool try_lock() { return attemptEntry() == 0; }
 
 private:
     friend class Vq::detail::NamedObjectIndex;

@@ -15,8 +15,8 @@
 #include <vector>
 
 /// A shared list. Unlike a string it is **not** copy-on-write: copies go on sharing their elements,
-/// which are destroyed with the last of them. A handle's rule is the list's too: copies on different
-/// threads may be made, assigned and destroyed at once, while nobody appends.
+/// which are destroyed with the last of them. On different threads, copies may be made, assigned,
+/// read and destroyed at once, while nobody appends.
 ///
 /// \copydetails LightweightVector.h
 template <class T> class VQ_EXPORT LightweightVector : public iObject {

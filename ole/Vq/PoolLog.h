@@ -14,9 +14,9 @@
 ///
 ///     frames: maxInUse 12 Peak Demand 250.00 allocs/sec @ 81205.33 Thu Oct 25 09:41:07 2018
 ///
-/// The number behind the '@' is the clock in milliseconds at the peak; where no peak was measured it
-/// is 0.00, as the rate is, with the date that the time 0 had. The folder is not created: without it
-/// nothing is written, and nothing is said.
+/// The number behind the '@' is the clock in milliseconds at the peak. Where no peak was measured,
+/// it is 0.00, as the rate is, with the date that the time 0 had. The folder is not created:
+/// without it nothing is written, and nothing is said.
 ///
 /// Thread rule: safe, the destructor excepted. Pops that meet on two threads may cost each other an
 /// update of the highest count or of the rate, which a diagnostic can bear; the count in use is

@@ -86,8 +86,8 @@ VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* exp
                            bool forceLog);
 
 /// The same, and before it a line for a slow call, failed or not, as "VqCheck: file.cpp(7)
-/// [device.start()] took 5.00": a call is slow when `elapsed` is not below a `threshold` above zero,
-/// both in the caller's unit.
+/// [device.start()] took 5.00". Slow is what took `threshold` or longer, where that is above zero;
+/// both times are in the caller's unit.
 VQ_EXPORT bool checkAndLog(int code, const char* file, int line, const char* expression,
                            bool forceLog, double threshold, double elapsed);
 
