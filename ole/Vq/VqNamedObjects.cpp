@@ -88,6 +88,7 @@ std::vector<const NamedObjectInfo*> NamedObjectsNamespace::entries() {
 }
 
 NamedObjectInfo* NamedObjectsNamespace::findInfo(const Key& key) {
+    index_.prepareFind(key);
     const std::scoped_lock hold(guard_);
     return index_.find(key);
 }

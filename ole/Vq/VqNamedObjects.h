@@ -50,7 +50,9 @@ private:
     explicit NamedObjectInfo(const Vq::detail::NamedObjectKey& key);
 
     const NamedObjectInfo* likeTyped_ = nullptr; // of the same type name, perhaps this one
-    NamedObjectInfo* next_ = nullptr; // left out of the index, or retired with its namespace
+    const void* platformLock_ = nullptr;         // of lock_ as it was made
+    NamedObjectInfo* next_ = nullptr;            // left out of the index, or retired
+    char nameStart_[24] = {};                    // what name_ begins with, then zeros
 };
 
 namespace Vq {

@@ -4,6 +4,7 @@
 #include "Vq/VqNamedObjects.h"
 
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -57,8 +58,21 @@ NamedObjectIndex::Checksums NamedObjectIndex::checksumsOf(const NamedObjectInfo&
 
 bool NamedObjectIndex::matches(const NamedObjectInfo& entry, Checksums checksums,
                                const NamedObjectKey& key) noexcept {
-    return checksumsOf(entry) == checksums && entry.likeTyped_->typeName_ == key.type &&
-           entry.name_ == key.name;
+    if (checksumsOf(entry) != checksums || entry.likeTyped_->typeName_ != key.type) return false;
+    // A short name is compared in the entry: the text of its own lies in another place, which the
+    // processor would have to wait for.
+    const std::size_t length = key.name.size();
+    if (length >= sizeof entry.nameStart_) return entry.name_ == key.name;
+    return entry.nameStart_[length] == '\0' &&
+           std::memcmp(entry.nameStart_, key.name.data(), length) == 0;
+}
+
+void NamedObjectIndex::prepareFind(const NamedObjectKey& key) const noexcept {
+    const std::uint64_t place = mixed(joined(key.typeCrc, key.nameCrc)) >> 24;
+    // An address only: the table may have been replaced by now, or the two be of different ones.
+    const auto table = reinterpret_cast<std::uintptr_t>(table_.load(std::memory_order_relaxed));
+    const std::uintptr_t offset = (place & mask_.load(std::memory_order_relaxed)) * sizeof(Place);
+    __builtin_prefetch(reinterpret_cast<const void*>(table + offset));
 }
 
 NamedObjectInfo* NamedObjectIndex::find(const NamedObjectKey& key) const noexcept {
@@ -69,7 +83,8 @@ NamedObjectInfo* NamedObjectIndex::find(const NamedObjectKey& key) const noexcep
         if (((all[i] ^ mix) & kBeside) != 0) continue;
         NamedObjectInfo* const entry = entryIn(all[i]);
         // What the caller wants next; it comes while the texts are compared.
-        __builtin_prefetch(entry->lock_.rep_->lock_.get());
+        __builtin_prefetch(entry->lock_.rep_.get());
+        __builtin_prefetch(entry->platformLock_);
         if (matches(*entry, checksums, key)) return entry;
     }
     NamedObjectInfo* entry = firstLeftOut_;
@@ -86,6 +101,8 @@ void NamedObjectIndex::put(Place* places, std::size_t size, NamedObjectInfo* ent
 
 void NamedObjectIndex::add(NamedObjectInfo* entry) noexcept {
     noteType(entry);
+    std::string_view(entry->name_).copy(entry->nameStart_, sizeof entry->nameStart_);
+    entry->platformLock_ = entry->lock_.rep_->lock_.get();
     while (isFull() && grow()) {
     }
     append(entry);
@@ -117,6 +134,8 @@ bool NamedObjectIndex::grow() noexcept {
     }
     grown_ = std::move(larger);
     size_ = size;
+    table_.store(grown_.get(), std::memory_order_relaxed);
+    mask_.store(size - 1, std::memory_order_relaxed);
     for (NamedObjectInfo* entry = std::exchange(firstLeftOut_, nullptr); entry;) {
         append(std::exchange(entry, std::exchange(entry->next_, nullptr)));
     }

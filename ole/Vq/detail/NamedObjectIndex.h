@@ -3,6 +3,7 @@
 
 #include "Vq/detail/Export.h"
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -40,6 +41,9 @@ public:
     /// The oldest entry of that key, or null.
     NamedObjectInfo* find(const NamedObjectKey& key) const noexcept;
 
+    /// Has the processor fetch what `find` looks at first. Needs no lock.
+    void prepareFind(const NamedObjectKey& key) const noexcept;
+
     /// Adds an entry behind all others. While there is no memory for a larger table, those that it
     /// has no room for make a list.
     void add(NamedObjectInfo* entry) noexcept;
@@ -65,7 +69,9 @@ private:
     void noteType(NamedObjectInfo* entry) noexcept;
 
     Place first_[kFirstSize] = {};
-    std::unique_ptr<Place[]> grown_; // in place of first_
+    std::unique_ptr<Place[]> grown_;                   // in place of first_
+    std::atomic<unsigned long> mask_ = kFirstSize - 1; // as size_, for who does not hold the lock
+    std::atomic<const Place*> table_ = first_;         // likewise
     std::size_t size_ = kFirstSize;
     std::size_t count_ = 0; // of entries in the table
     NamedObjectInfo* firstLeftOut_ = nullptr;
