@@ -27,17 +27,15 @@ VQ_EXPORT void CPUAlignedDelete(void* block);
 
 namespace Vq {
 
-// Fills. The count is in elements of the width that the name gives, at most 2^31 - 1; a count of 0
-// writes nothing. `destination` need not be aligned beyond its element.
-
-/// `count` bytes of `value`.
+/// @{
+/// Stores `value` in `count` elements of the width that the name gives: bytes, or so many bits. The
+/// count is at most 2^31 - 1; 0 writes nothing. `destination` need not be aligned beyond its
+/// element.
 VQ_EXPORT void Memset(void* destination, unsigned char value, unsigned int count);
-/// `count` 16-bit elements of `value`.
 VQ_EXPORT void Memset16(void* destination, unsigned short value, unsigned int count);
-/// `count` 32-bit elements of `value`.
 VQ_EXPORT void Memset32(void* destination, unsigned int value, unsigned int count);
-/// `count` 64-bit elements of `value`.
 VQ_EXPORT void Memset64(void* destination, unsigned long value, unsigned int count);
+/// @}
 
 } // namespace Vq
 

@@ -35,9 +35,9 @@ VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s,
 VQ_EXPORT LightweightString<wchar_t>& operator+=(LightweightString<wchar_t>& w,
                                                  const LightweightString<char>& s);
 
-// --- Width conversion, all by the platform
+// --- Width conversion, all by the platform, whose it is to say what invalid text becomes
 
-/// The UTF-8 form of `w`.
+/// The UTF-8 form of `w`, by the platform, as all conversions here.
 VQ_EXPORT LightweightString<char> toUTF8(const LightweightString<wchar_t>& w);
 
 /// The wide form of the UTF-8 text `s`.
@@ -53,12 +53,12 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromAscii(const char* text);
 
 } // namespace Vq
 
-// --- Case. The length never changes. A shared text moves to a block of its own even when no
-// character of it has another case.
+// --- Case
 
 /// @{
 /// In place, byte by byte, by the tables of the current locale: UTF-8 sequences are left alone in
-/// the usual locales.
+/// the usual locales. The length never changes. A shared text moves to a block of its own even when
+/// no character of it has another case.
 VQ_EXPORT void toUpper(LightweightString<char>& s);
 VQ_EXPORT void toLower(LightweightString<char>& s);
 /// @}
@@ -72,7 +72,8 @@ VQ_EXPORT LightweightString<char> toLower(const LightweightString<char>& s);
 namespace Vq {
 
 /// @{
-/// In place, character by character, by `towupper` and `towlower` of the current locale.
+/// In place, character by character, by `towupper` and `towlower` of the current locale. The length
+/// never changes, and a shared text always moves, as with narrow text.
 VQ_EXPORT void toUpper(LightweightString<wchar_t>& s);
 VQ_EXPORT void toLower(LightweightString<wchar_t>& s);
 /// @}
@@ -120,16 +121,16 @@ VQ_EXPORTED_INSTANTIATION(
 /// True when `s` is empty or made only of spaces; a tab is not a space here.
 VQ_EXPORT bool isEssentiallyEmpty(const LightweightString<char>& s);
 
-// --- Numbers to text, in the form of libc's "%u", "%d" and "%f" in the "C" numeric locale
+// --- Numbers to text
 
 /// @{
-/// Appends the decimal digits of `n`, behind a '-' where it is below zero. Allocates nothing where
+/// Appends `n` as "%u" and "%d" print it. Allocates nothing where
 /// `s` is the only owner with room.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, unsigned int n);
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, int n);
 /// @}
 
-/// Appends `d` with six decimals, every finite value whole. When the numeric locale writes a comma,
+/// Appends `d` as "%f" prints it in the "C" locale, every finite value whole. When the numeric locale writes a comma,
 /// it is set to "C" for good; see `setNumericLocale`.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, double d);
 
@@ -141,7 +142,7 @@ VQ_EXPORT LightweightString<char> StringFromFloat(double d);
 
 namespace Vq {
 
-/// The decimal digits of `n`, behind a '-' where it is below zero: one allocation.
+/// `n` as "%ld" prints it: one allocation.
 VQ_EXPORT LightweightString<wchar_t> WStringFromInteger(long n);
 
 /// `d` with `precision` decimals, 0 to 9 (others count as the nearer end), cut at 255 characters.
@@ -150,11 +151,12 @@ VQ_EXPORT LightweightString<wchar_t> WStringFromInteger(long n);
 /// zeros stays. May set the numeric locale, as above.
 VQ_EXPORT LightweightString<wchar_t> WStringFromFloat(double d, char precision, bool stripZeros);
 
-// --- Text to numbers. Leading white space is skipped and reading ends at the first character that
-// cannot go on, so "12abc" is 12; overflow is as libc's parsers have it.
+// --- Text to numbers
 
 /// @{
-/// The number `s` starts with, or `dflt` when there is none.
+/// The number `s` starts with, or `dflt` when there is none. Here and below, white space in front
+/// is skipped and reading ends at the first character that cannot go on, so "12abc" is 12; overflow
+/// is as libc's parsers have it.
 VQ_EXPORT int IntFromWString(const LightweightString<wchar_t>& s, int dflt);
 VQ_EXPORT double FloatFromWString(const LightweightString<wchar_t>& s, double dflt);
 /// @}
