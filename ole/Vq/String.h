@@ -130,8 +130,8 @@ VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, unsign
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, int n);
 /// @}
 
-/// Appends `d` as "%f" prints it in the "C" locale, every finite value whole. When the numeric locale writes a comma,
-/// it is set to "C" for good; see `setNumericLocale`.
+/// Appends `d` as "%f" prints it in the "C" locale, every finite value whole. When the numeric
+/// locale writes a comma, it is set to "C" for good; see `setNumericLocale`.
 VQ_EXPORT LightweightString<char>& operator+=(LightweightString<char>& s, double d);
 
 /// @{
