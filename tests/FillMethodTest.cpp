@@ -71,7 +71,10 @@ private:
 template <class T> void expectAllAgree(std::size_t offset, std::size_t count) {
     Filled<T> filled(offset, count);
     if (count * sizeof(T) <= fills::kShort) {
-        ASSERT_NO_FATAL_FAILURE(filled.by("short", fills::fillShort));
+        const auto fillShort = [](unsigned char* to, std::size_t length, std::uint64_t) {
+            fills::fillShort(to, length, valueOf<T>());
+        };
+        ASSERT_NO_FATAL_FAILURE(filled.by("short", fillShort));
         return;
     }
     for (const auto& [name, method] : longMethods()) {

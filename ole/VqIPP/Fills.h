@@ -32,6 +32,20 @@ inline std::uint64_t pattern(long value) {
     return static_cast<std::uint64_t>(value);
 }
 
+/// Sixteen bytes of it: sooner there than by way of the eight.
+inline __m128i block(unsigned char value) {
+    return _mm_set1_epi8(static_cast<char>(value));
+}
+inline __m128i block(short value) {
+    return _mm_set1_epi16(value);
+}
+inline __m128i block(int value) {
+    return _mm_set1_epi32(value);
+}
+inline __m128i block(long value) {
+    return _mm_set1_epi64x(value);
+}
+
 // --- Short: two stores that overlap, or pairs of them. The second begins whole patterns after the
 // first, since both lengths are whole patterns.
 
@@ -59,10 +73,8 @@ inline void fillBelow16(unsigned char* to, std::size_t length, std::uint64_t byt
     }
 }
 
-/// At most kShort bytes.
-inline void fillShort(unsigned char* to, std::size_t length, std::uint64_t bytes) {
-    if (length < 16) return fillBelow16(to, length, bytes);
-    const __m128i block = _mm_set1_epi64x(static_cast<long long>(bytes));
+/// From 16 to kShort bytes.
+inline void fillFrom16(unsigned char* to, std::size_t length, __m128i block) {
     unsigned char* const end = to + length;
     storeBlock(to, block);
     storeBlock(end - 16, block);
@@ -74,6 +86,12 @@ inline void fillShort(unsigned char* to, std::size_t length, std::uint64_t bytes
     storeBlock(to + 48, block);
     storeBlock(end - 64, block);
     storeBlock(end - 48, block);
+}
+
+/// At most kShort bytes of `value`.
+template <class T> void fillShort(unsigned char* to, std::size_t length, T value) {
+    if (length < 16) return fillBelow16(to, length, pattern(value));
+    fillFrom16(to, length, block(value));
 }
 
 // --- Long: the ends are filled where they lie, what is between them on aligned addresses.
@@ -98,8 +116,9 @@ struct Middle {
 };
 
 inline void fillEnds(unsigned char* to, std::size_t length, std::uint64_t bytes) {
-    fillShort(to, 64, bytes);
-    fillShort(to + length - 64, 64, bytes);
+    const __m128i block = _mm_set1_epi64x(static_cast<long long>(bytes));
+    fillFrom16(to, 64, block);
+    fillFrom16(to + length - 64, 64, block);
 }
 
 /// For every processor; more than kShort bytes, as all that follow. `store` puts a block to an
