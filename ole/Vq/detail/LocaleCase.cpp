@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <locale.h>
+#include <pthread.h>
+#include <sys/single_threaded.h>
 #include <wctype.h>
 
 namespace Vq::detail {
@@ -17,6 +19,20 @@ struct Proof {
 
 constexpr int kProofs = 4; // a process uses one locale or two, nearly always
 Proof proofs[2][kProofs];
+
+constinit std::atomic<bool> mayHold{false}; // before the library is loaded nobody needs to
+constinit bool wasOneThread = false;        // written before a fork, read after it
+
+// libc's lock on locales is not made anew in the child of a fork: if another thread had it, who
+// holds a locale would wait for ever. Forks are watched from the time that the library is loaded,
+// since the first to hold one may be such a child.
+[[gnu::constructor]] void watchForks() {
+    const int failure = pthread_atfork([] { wasOneThread = __libc_single_threaded != 0; }, nullptr,
+                                       [] {
+                                           if (!wasOneThread) mayHold = false;
+                                       });
+    mayHold = failure == 0;
+}
 
 const char* nameOf(Case wanted) {
     return wanted == Case::kUpper ? "toupper" : "tolower";
@@ -45,6 +61,7 @@ bool localeMapsAsciiPlainly(Case wanted) noexcept {
     }
     // Locales that differ do so by this letter, nearly all of them: they are not looked at further.
     if (towupper(L'i') != L'I' || towlower(L'I') != L'i') return false;
+    if (!mayHold) return false;
 
     const locale_t held = duplocale(uselocale(locale_t{}));
     if (!held) return false;
