@@ -1,6 +1,8 @@
 # What doxygen needs beyond the plain text of a header; messages still name the right lines.
 # The comment at the start speaks of the file. The line that is added makes up for `#pragma once`.
 1s|^/// |/// \\file\n/// |
+# Of a file without such a comment, global names would not be asked for comments either.
+1{/^\/\/\/ /!s|^|/** \\file */|}
 /^#pragma once$/d
 # The graphs are about the library's own headers.
 s|^#include <.*||

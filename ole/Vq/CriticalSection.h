@@ -38,7 +38,7 @@ class NamedObjectIndex;
 /// \copydetails CriticalSection.h
 class VQ_EXPORT CriticalSection {
 public:
-    /// What all copies of a lock share.
+    /// What all copies of a lock share. Not for clients: the lock knows who may read what when.
     struct VQ_EXPORT Rep {
         /// Asks the platform for a lock; `tuning` means what the platform makes of it.
         explicit Rep(unsigned int tuning);

@@ -57,6 +57,7 @@ VQ_EXPORT extern const double kMinusOneYearSeconds;
 namespace Core {
 
 /// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
+/// Compatible.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -140,6 +141,7 @@ private:
 namespace BufferFormat {
 
 /// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
+/// Compatible.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -211,6 +213,7 @@ private:
 namespace Video {
 
 /// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
+/// Compatible.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -281,6 +284,7 @@ private:
 namespace VideoSample {
 
 /// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
+/// Compatible.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;
@@ -351,6 +355,7 @@ private:
 namespace VideoSequence {
 
 /// A getter and a setter for each of the `Fields`, plain reads and writes that throw nothing.
+/// Compatible.
 class VQ_EXPORT Interface : public virtual iObject {
 public:
     ~Interface() override = default;

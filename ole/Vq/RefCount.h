@@ -17,7 +17,7 @@ namespace Vq {
 /// The 32-bit count of an internally counted object.
 ///
 /// A count belongs to one object in memory and not to its value: a copy starts at 0, and assignment
-/// leaves both counts as they are.
+/// leaves both counts as they are. Compatible; handles change the count on any thread.
 class VQ_EXPORT InternalRefCount {
 public:
     InternalRefCount() noexcept = default; ///< starts at 0

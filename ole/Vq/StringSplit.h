@@ -36,7 +36,7 @@ inline constexpr unsigned int kSplitHonourQuotes = 2;
 /// Every field that a separator ends keeps it as its last character.
 inline constexpr unsigned int kSplitKeepSeparator = 4;
 
-/// The separator: one character, compared by its code.
+/// The separator: one character, compared by its code. Compatible.
 template <class C> class VQ_EXPORT IsMatchingChar {
 public:
     constexpr IsMatchingChar(C c) noexcept : c_(c) {}                 ///< the separator is `c`
@@ -58,7 +58,7 @@ template <class S> struct StringToVec {
 };
 
 /// Appends regions of a source string to an output vector; both are borrowed. The source must not
-/// be an element of that vector.
+/// be an element of that vector. Compatible.
 template <class S> class VQ_EXPORT SplitOutputBuilder {
 public:
     using VecT = typename StringToVec<S>::VecT; ///< the output

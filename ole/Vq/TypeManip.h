@@ -7,7 +7,7 @@
 
 namespace Vq::TypeManip {
 
-/// The factory of `T` that registries take: a function without parameters.
+/// The factory of `T` that registries take: a function without parameters. Safe.
 ///
 ///     void* made = Vq::TypeManip::TemplatedNew<CriticalSection>::new_();
 ///     delete static_cast<CriticalSection*>(made);

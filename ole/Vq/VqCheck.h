@@ -49,7 +49,7 @@ protected:
         : typeName_(typeName), message_(message), file_(file), line_(line) {}
 };
 
-/// A failure that only the run could show.
+/// A failure that only the run could show. Compatible.
 class VQ_EXPORT RuntimeError : public Base {
 public:
     /// Keeps the texts by address and captures the call stack. When the platform's capture throws,
@@ -62,7 +62,7 @@ public:
     ~RuntimeError() override;
 };
 
-/// A mistake in the program. No call stack is captured.
+/// A mistake in the program. No call stack is captured. Compatible.
 class VQ_EXPORT LogicError : public Base {
 public:
     /// Keeps the texts by address.
