@@ -1,0 +1,48 @@
+# What doxygen needs beyond the plain text of a header. As many lines come out as go in, so that its
+# messages name the right ones.
+
+# A line of an example, four columns further in than the text; a line between paragraphs.
+function is_code(i) { return line[i] ~ /^ *\/\/\/     / }
+function is_blank(i) { return line[i] ~ /^ *\/\/\/$/ }
+
+# The last line of the example that starts at `first`.
+function last_of(first,    i, last) {
+    for (i = first; is_code(i) || is_blank(i); ++i) {
+        if (is_code(i)) last = i
+    }
+    return last
+}
+
+# Examples in C++ are shown as such: what is around them becomes their fences.
+function fence(first,    last, i, text) {
+    last = last_of(first)
+    for (i = first; i <= last; ++i) text = text line[i]
+    if (text !~ /[;{]/ || !is_blank(first - 1) || !is_blank(last + 1)) return last
+    line[first - 1] = line[first - 1] " ~~~{.cpp}"
+    line[last + 1] = line[last + 1] " ~~~"
+    for (i = first; i <= last; ++i) sub(/\/\/\/     /, "/// ", line[i])
+    return last
+}
+
+{ line[NR] = $0 }
+
+END {
+    for (i = 1; i <= NR; ++i) {
+        if (is_code(i)) i = fence(i)
+    }
+    for (i = 1; i <= NR; ++i) {
+        # The comment at the start speaks of the file; `#pragma once` makes up for the line. Of a file
+        # without one, global names would not be asked for comments either.
+        if (i == 1) line[i] = (line[i] ~ /^\/\/\/ / ? "/// \\file\n" : "/** \\file */ ") line[i]
+        if (line[i] == "#pragma once") continue
+        # The graphs are about the library's own headers.
+        if (line[i] ~ /^#include </) line[i] = ""
+        # Rules for threads have a heading.
+        sub(/\/\/\/ Thread rule: */, "/// \\par Thread rule\\ilinebr ", line[i])
+        # What opens a group of declarations is apart from the comment that is for each of them.
+        sub(/\/\/\/ @\{$/, "/** @{ */", line[i])
+        # Enumerations whose enumerators are the application's would pass for variables.
+        if (line[i] ~ /^enum VQ_EXPORT .* : int;$/) sub(/;$/, " {};", line[i])
+        print line[i]
+    }
+}
