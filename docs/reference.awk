@@ -31,8 +31,8 @@ END {
         if (is_code(i)) i = fence(i)
     }
     for (i = 1; i <= NR; ++i) {
-        # The comment at the start speaks of the file; `#pragma once` makes up for the line. Of a file
-        # without one, global names would not be asked for comments either.
+        # The comment at the start speaks of the file; `#pragma once` makes up for the line. In a
+        # file without one, nobody would ask for comments on global names either.
         if (i == 1) line[i] = (line[i] ~ /^\/\/\/ / ? "/// \\file\n" : "/** \\file */ ") line[i]
         if (line[i] == "#pragma once") continue
         # The graphs are about the library's own headers.
