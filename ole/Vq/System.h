@@ -30,7 +30,7 @@ VQ_EXPORT double SecondsNow();
 /// first, divided by x^32 + x^5 + x^3 + x^2 + 1, with no initial value, no appended zero bits and
 /// no final inversion. It is **not** the CRC-32 of archives and networks. A block of up to four
 /// bytes is its own checksum, bits reversed within each byte, and leading zero bytes change
-/// nothing.
+/// nothing. Safe.
 namespace CRC {
 
 /// Feeds one byte into a running checksum; only its eight bits count, whatever its sign.

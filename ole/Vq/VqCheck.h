@@ -77,7 +77,7 @@ public:
 
 } // namespace Exception
 
-/// What the macros below call. `code` is the status, `expression` its source text.
+/// What the macros below call. `code` is the status, `expression` its source text. Safe.
 namespace Check::Private {
 
 /// True when `code` is not negative. Otherwise false, after a timed line if `forceLog` or
