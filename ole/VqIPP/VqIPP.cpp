@@ -25,7 +25,7 @@ template <class T> IppStatus fill(T value, T* destination, int length) {
     auto* const to = reinterpret_cast<unsigned char*>(destination);
     const std::size_t size = static_cast<std::size_t>(length) * sizeof(T);
     // One comparison tells a short length from a long one and from none.
-    if (static_cast<unsigned int>(length) - 1 < fills::kShort / sizeof(T)) [[likely]] {
+    if (static_cast<unsigned int>(length) - 1 < fills::kShort / sizeof(T)) {
         fills::fillShort(to, size, value);
         return kIppStsNoErr;
     }
