@@ -25,6 +25,7 @@
 #include <bit>
 #include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <initializer_list>
@@ -237,11 +238,13 @@ public:
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
         if (c == T()) return *this;
-        if (isSoleOwner() && block_->length_ + 1 < block_->capacity_) {
-            const unsigned int length = block_->length_++;
+        if (Impl* const block = ownBlock(); block && block->length_ + 1 < block->capacity_) {
+            const unsigned int length = block->length_++;
             // As lengthenInPlace, but the character and the terminator behind it are one store.
-            const T added[2] = {c, T()};
-            std::memcpy(block_->characters_ + length, added, sizeof added);
+            using Two = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint64_t>;
+            const Two added = static_cast<std::make_unsigned_t<T>>(c); // the lower half comes first
+            static_assert(sizeof added == 2 * sizeof(T));
+            std::memcpy(block->characters_ + length, &added, sizeof added);
             return *this;
         }
         const T added = c; // the parameter stays in its register when its address is not taken
@@ -344,9 +347,14 @@ private:
     /// Lets go of the own block with `made`.
     void take(Block&& made) noexcept { block_.swap(made); }
 
-    bool isSoleOwner() const noexcept {
-        return block_ && __atomic_load_n(&block_->count_, __ATOMIC_ACQUIRE) == 1;
+    /// The block when no other string has it, else null. As `Block::useCount`, without reading the
+    /// handle again behind the load of the count.
+    Impl* ownBlock() const noexcept {
+        Impl* const block = block_.get();
+        return block && __atomic_load_n(&block->count_, __ATOMIC_ACQUIRE) == 1 ? block : nullptr;
     }
+
+    bool isSoleOwner() const noexcept { return ownBlock() != nullptr; }
 
     /// May a text of `length` characters be written in place?
     bool fits(std::size_t length) const noexcept {
@@ -362,12 +370,12 @@ private:
     /// characters go; null otherwise. The bookkeeping comes before they are written: a store
     /// through `T*` may be to anything, for all the compiler knows.
     T* lengthenInPlace(std::size_t added) noexcept {
-        if (!isSoleOwner()) return nullptr;
-        Impl& block = *block_;
-        const std::size_t newLength = block.length_ + added;
-        if (newLength >= block.capacity_) return nullptr;
-        T* const end = block.characters_ + block.length_;
-        block.length_ = static_cast<unsigned int>(newLength);
+        Impl* const block = ownBlock();
+        if (!block) return nullptr;
+        const std::size_t newLength = block->length_ + added;
+        if (newLength >= block->capacity_) return nullptr;
+        T* const end = block->characters_ + block->length_;
+        block->length_ = static_cast<unsigned int>(newLength);
         end[added] = T();
         return end;
     }
