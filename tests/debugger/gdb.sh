@@ -11,6 +11,14 @@ compile() {
         -L "$prefix/lib" -lVq -lOS
 }
 
+# all_types COMPILER: the option that makes a program describe all types itself.
+all_types() {
+    case $1 in
+    *clang*) echo -fstandalone-debug ;;
+    *) echo -femit-class-debug-always ;;
+    esac
+}
+
 # block DOCUMENT LANGUAGE: its first fenced block of that language.
 block() {
     awk -v open="\`\`\`$2" '/^```/ { if (inside) exit; inside = $0 == open; next } inside' "$1"

@@ -13,9 +13,7 @@ cd "$folder"
 block "$document" cpp >clips.cpp
 block "$document" lldb >expected.txt
 [ -s expected.txt ]
-options=()
-[ "$compiler" != clang++ ] || options=(-fstandalone-debug)
-compile "$compiler" clips.cpp clips "${options[@]}"
+compile "$compiler" clips.cpp clips "$(all_types "$compiler")"
 
 {
     echo "settings set target.disable-aslr false"

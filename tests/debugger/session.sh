@@ -2,7 +2,8 @@
 # session.sh DOCUMENT PREFIX BUILD COMPILER FOLDER
 # gdb answers to the questions in DOCUMENT, about the program there, as DOCUMENT says, however the
 # printers are found: beside the library in PREFIX or in BUILD, where gdb of the system looks, or by
-# hand. Without any of these it does not.
+# hand. Without any of these it does not. For a stripped library the program is compiled as DOCUMENT
+# says, else it only has -g.
 set -euo pipefail
 document=$1 prefix=$2 build=$3 compiler=$4 folder=$5
 here=$(cd "$(dirname "$0")" && pwd)
@@ -40,12 +41,17 @@ as_documented build "$ole/Vq:$ole/OS:$ole/VqIPP" -iex "add-auto-load-safe-path $
 as_documented source "$prefix/lib" -iex 'set auto-load no' \
     -ex "source $(echo "$prefix"/lib/libVq.so.*-gdb.py)"
 
-# A root of its own with the layout of a package, whose library has no printers beside it.
+# A root of its own with the layout of packages: stripped libraries and no printers beside them.
 mkdir -p root/usr/lib "auto-load$PWD/root/usr/lib"
 cp -a "$prefix"/lib/lib{Vq,OS,VqIPP}.so* root/usr/lib
 mv root/usr/lib/*-gdb.py "auto-load$PWD/root/usr/lib"
-as_documented system "$PWD/root/usr/lib" -iex "set auto-load scripts-directory $PWD/auto-load" \
-    -iex "set auto-load safe-path $PWD/auto-load"
+strip root/usr/lib/lib*.so
+packaged=(-iex "set auto-load scripts-directory $PWD/auto-load"
+    -iex "set auto-load safe-path $PWD/auto-load")
+answers stripped "$PWD/root/usr/lib" "${packaged[@]}"
+grep -A 1 '(gdb) print marks$' stripped.txt | grep -qx '= <incomplete type>'
+compile "$compiler" clips.cpp clips "$(all_types "$compiler")"
+as_documented system "$PWD/root/usr/lib" "${packaged[@]}"
 
 answers untrusted "$prefix/lib" -iex 'set auto-load safe-path /nowhere'
 if diff -q expected.txt untrusted.txt >/dev/null; then

@@ -43,6 +43,8 @@ class Printer:
         self.value = value
 
     def to_string(self):
+        if not plain_type(self.value).fields():
+            return '<incomplete type>'  # as gdb says where it does not ask the printers
         return attempt(self.title)
 
 
