@@ -26,6 +26,8 @@ struct PairText;
 }
 
 /// One setting: its whole text, and the two parts around the separator.
+///
+/// \copydetails AttribValuePair.h
 class VQ_EXPORT AttribValuePair {
 public:
     /// Which fields speak for the pair.
@@ -50,15 +52,19 @@ public:
     /// one (the search ends at a zero byte) both are empty, and the pair is not valid.
     AttribValuePair(const LightweightString<char>& text, char separator);
 
+    /// Shares the strings: an increment for each that is not empty.
     AttribValuePair(const AttribValuePair&) = default;
+    /// Takes the strings over: no atomic operation.
     AttribValuePair(AttribValuePair&&) noexcept = default;
     ~AttribValuePair() = default;
 
+    /// @{
     /// Takes over what speaks for `other`: from form 0 everything, from form 2 the parts alone. A
     /// pair of form 1 is split at its first '=' on the way, whatever its separator was meant to be,
     /// and so becomes form 0. Where memory runs out, the pair is as it was.
     AttribValuePair& operator=(const AttribValuePair& other);
     AttribValuePair& operator=(AttribValuePair&& other);
+    /// @}
 
     /// A pair of form 1, which holds `text` unsplit.
     static AttribValuePair fromText(const LightweightString<char>& text);
@@ -67,10 +73,12 @@ public:
     static AttribValuePair fromParts(const LightweightString<char>& name,
                                      const LightweightString<char>& value);
 
-    const LightweightString<char>& name() const noexcept { return name_; }
-    const LightweightString<char>& value() const noexcept { return value_; }
-    const LightweightString<char>& text() const noexcept { return text_; }
-    Form form() const noexcept { return form_; }
+    const LightweightString<char>& name() const noexcept { return name_; }   ///< empty in form 1
+    const LightweightString<char>& value() const noexcept { return value_; } ///< empty in form 1
+    const LightweightString<char>& text() const noexcept {
+        return text_;
+    }                                            ///< not the pair's in form 2
+    Form form() const noexcept { return form_; } ///< which of these speak for the pair
 
     /// True when both parts are there and neither is empty; never in form 1.
     bool valid() const;

@@ -36,7 +36,9 @@
 #include <type_traits>
 
 /// A shared, copy-on-write text. A null `const T*` counts as the empty text everywhere in this
-/// class.
+/// class. `T` is `char` or `wchar_t`.
+///
+/// \copydetails LightweightString.h
 template <class T> class VQ_EXPORT LightweightString {
     using Traits = std::char_traits<T>;
 
@@ -48,23 +50,26 @@ public:
         unsigned int capacity_; ///< slots, terminator included; always above `length_`
         int count_;             ///< owners; 0 when built, 1 once the first handle has taken it
 
-        int* refCountAddress() noexcept { return &count_; }
+        int* refCountAddress() noexcept { return &count_; } ///< for `Vq::Ptr`
 
         /// A block has nothing to destroy: it only goes back to the memory service.
         struct VQ_EXPORT DtorTraits {
+            /// Frees `block`.
             static void destroy(Impl* block) noexcept { OS()->memory()->deallocate(block); }
         };
     };
 
+    /// The handle on a block, which is all that a string is.
     using Block = Vq::Ptr<Impl, typename Impl::DtorTraits, Vq::InternalRefCountTraits>;
 
-    using value_type = T;
-    using size_type = unsigned int;
-    using const_iterator = const T*;
-    using iterator = const_iterator;
+    using value_type = T;            ///< a character
+    using size_type = unsigned int;  ///< lengths and positions
+    using const_iterator = const T*; ///< where a character is
+    using iterator = const_iterator; ///< for reading too: nothing is changed through it
 
     // --- Making strings
 
+    /// The empty string, which allocates nothing.
     constexpr LightweightString() noexcept = default;
 
     /// A copy of `text` up to its terminator: one allocation, of the rounded capacity.
@@ -97,10 +102,15 @@ public:
         return joined;
     }
 
+    /// Shares the block: one increment, no allocation.
     LightweightString(const LightweightString&) = default;
+    /// Takes the block over and leaves the other string empty: no atomic operation.
     LightweightString(LightweightString&&) noexcept = default;
+    /// Shares the other's block and drops the own: one increment, one decrement.
     LightweightString& operator=(const LightweightString&) = default;
+    /// Takes the other's block over, leaves it empty and drops the own: no increment.
     LightweightString& operator=(LightweightString&&) noexcept = default;
+    /// Drops the block, which goes with its last owner.
     ~LightweightString() = default;
 
     /// As `assign`.
@@ -131,8 +141,8 @@ public:
 
     /// Characters, terminator not counted.
     unsigned int length() const noexcept { return block_ ? block_->length_ : 0; }
-    unsigned int size() const noexcept { return length(); }
-    bool empty() const noexcept { return !block_; }
+    unsigned int size() const noexcept { return length(); } ///< as `length`
+    bool empty() const noexcept { return !block_; }         ///< has it no characters?
 
     /// Slots of the block, terminator included; 0 when empty.
     unsigned int capacity() const noexcept { return block_ ? block_->capacity_ : 0; }
@@ -145,8 +155,11 @@ public:
         return index < length() ? block_->characters_[index] : kEmptyText[0];
     }
 
+    /// @{
+    /// The first character and the terminator, for reading. They live as `c_str()` does.
     const T* begin() const noexcept { return c_str(); }
     const T* end() const noexcept { return c_str() + length(); }
+    /// @}
 
     /// A view of the characters, zero characters included. Lives as `c_str()` does.
     operator std::basic_string_view<T>() const noexcept { return {c_str(), length()}; }
@@ -226,14 +239,17 @@ public:
         Traits::copy(to, text.data(), text.size());
         return *this;
     }
+    /// Appends `text` up to its terminator.
     LightweightString& append(const T* text) { return append(viewOf(text)); }
 
+    /// @{
     /// As `append`; a string or a view adds all of its characters, zero characters included.
     LightweightString& operator+=(const T* text) { return append(viewOf(text)); }
     LightweightString& operator+=(std::basic_string_view<T> text) { return append(text); }
     LightweightString& operator+=(const LightweightString& text) {
         return append(std::basic_string_view<T>(text));
     }
+    /// @}
 
     /// Appends one character; a zero character is ignored.
     LightweightString& push_back(T c) {
@@ -258,8 +274,11 @@ public:
                  std::is_same_v<C, char32_t>)
     LightweightString& operator+=(C) = delete;
 
-    // --- Comparing, by code value: narrow bytes as unsigned
+    // --- Comparing
 
+    /// @{
+    /// Same characters, zero characters included? A null `b` is the empty text. Strings that share
+    /// a block are equal without a look at it.
     friend bool operator==(const LightweightString& a, const LightweightString& b) noexcept {
         return a.block_ == b.block_ || std::basic_string_view<T>(a) == std::basic_string_view<T>(b);
     }
@@ -269,6 +288,10 @@ public:
     friend bool operator==(const LightweightString& a, std::basic_string_view<T> b) noexcept {
         return std::basic_string_view<T>(a) == b;
     }
+    /// @}
+
+    /// @{
+    /// By code value, narrow bytes as unsigned; no locale has a say.
     friend std::strong_ordering operator<=>(const LightweightString& a,
                                             const LightweightString& b) noexcept {
         return std::basic_string_view<T>(a) <=> std::basic_string_view<T>(b);
@@ -280,6 +303,7 @@ public:
                                             std::basic_string_view<T> b) noexcept {
         return std::basic_string_view<T>(a) <=> b;
     }
+    /// @}
 
 private:
     static constexpr T kEmptyText[1] = {};
@@ -399,6 +423,7 @@ static_assert(sizeof(LightweightString<wchar_t>) == 2 * sizeof(void*));
 
 /// In step with `==`.
 template <class T> struct std::hash<LightweightString<T>> {
+    /// The hash of a view of all characters.
     std::size_t operator()(const LightweightString<T>& text) const noexcept {
         return std::hash<std::basic_string_view<T>>()(text);
     }

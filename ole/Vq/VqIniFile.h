@@ -14,7 +14,9 @@
 /// files load alike. In the "C" and UTF-8 locales that takes a non-ASCII ending from a value.
 ///
 /// Copies of a model share the texts of its lines. Repeated keys are all kept, in order; a section
-/// that comes twice goes on. Sections are ordered by name, not as in the file.
+/// that comes twice goes on, under the spelling that came first. Sections are ordered by name, not
+/// as in the file. Nothing is escaped: a pair whose text holds a line break is two lines when it
+/// comes back, and a section without a pair is written but does not come back.
 ///
 /// Thread rule: compatible.
 #pragma once
@@ -34,10 +36,12 @@ namespace VqIniFile_Private {
 
 /// The order of sections: by bytes, or without case as `strcasecmp` has it. In the "C" locale that
 /// is the case of ASCII letters; elsewhere the locale says, and it must not change while a model
-/// holds names whose order that would touch. Text counts up to its first zero byte.
+/// holds names whose order that would touch. Text counts up to its first zero byte. Compatible.
 class VQ_EXPORT StringLT_Fancy {
 public:
+    /// By bytes when `caseSensitive`.
     explicit StringLT_Fancy(bool caseSensitive) noexcept : caseSensitive_(caseSensitive) {}
+    /// Does `a` come before `b`?
     bool operator()(const LightweightString<char>& a,
                     const LightweightString<char>& b) const noexcept;
 
@@ -49,49 +53,56 @@ class SectionFiller;
 
 } // namespace VqIniFile_Private
 
-/// The model. What its operations return by reference lives until the section is removed or the
-/// model is destroyed.
+/// The model. What its operations return by reference lives until the section is removed, or the
+/// model assigned to or destroyed. Finding a section takes time in the logarithm of their number,
+/// a pair in a section a walk over it.
+///
+/// \copydetails VqIniFile.h
 class VQ_EXPORT VqIniFile {
 public:
-    using Section = std::vector<Vq::AttribValuePair>;
+    using Section = std::vector<Vq::AttribValuePair>; ///< the pairs of a section, in their order
+    /// Sections by their names, in the order of these.
     using SectionMap =
         std::map<LightweightString<char>, Section, VqIniFile_Private::StringLT_Fancy>;
 
     /// A walk over the sections, in their order. Using one that is not `valid()`, other than asking
     /// whether it is, throws a `Vq::Exception::RuntimeError`. It stays usable while its section
-    /// stands.
+    /// stands. Compatible, as the model is.
     class VQ_EXPORT SectionIterator {
     public:
         /// Not valid.
         SectionIterator() noexcept = default;
+        /// At `current`, which is valid unless it is `end`.
         SectionIterator(SectionMap::iterator current, SectionMap::iterator end) noexcept
             : current_(current), end_(end) {}
 
         /// Is there a section here?
         bool valid() noexcept;
-        LightweightString<char> name();
-        Section& operator*();
-        SectionIterator& operator++();
-        SectionIterator operator++(int);
+        LightweightString<char> name();  ///< the section's name, shared
+        Section& operator*();            ///< its pairs, for changing too
+        SectionIterator& operator++();   ///< goes to the next; behind the last it is not valid
+        SectionIterator operator++(int); ///< likewise, and returns where it was
 
     private:
         SectionMap::iterator current_;
         SectionMap::iterator end_;
     };
 
-    /// The same over a model that is not to be changed.
+    /// The same over a model that is not to be changed. Compatible.
     class VQ_EXPORT ConstSectionIterator {
     public:
+        /// Not valid.
         ConstSectionIterator() noexcept = default;
+        /// At `current`, which is valid unless it is `end`.
         ConstSectionIterator(SectionMap::const_iterator current,
                              SectionMap::const_iterator end) noexcept
             : current_(current), end_(end) {}
 
-        bool valid() noexcept;
-        LightweightString<char> name();
-        const Section& operator*();
-        ConstSectionIterator& operator++();
-        ConstSectionIterator operator++(int);
+        bool valid() noexcept;                ///< is there a section here?
+        LightweightString<char> name();       ///< the section's name, shared
+        const Section& operator*();           ///< its pairs
+        ConstSectionIterator& operator++();   ///< goes to the next; behind the last it is not valid
+        ConstSectionIterator operator++(int); ///< likewise, and returns where it was
 
     private:
         SectionMap::const_iterator current_;
@@ -102,7 +113,7 @@ public:
     /// whole model changes it later.
     explicit VqIniFile(bool caseSensitive);
 
-    /// A model with a path, loaded from it at once when `loadNow`, with lines ended by '\n'.
+    /// A model with a path, loaded from it at once when `loadNow`, with lines ended by `'\n'`.
     /// Whether that worked is not told: a file that cannot be read leaves the model empty.
     VqIniFile(const LightweightString<wchar_t>& path, bool loadNow, bool caseSensitive);
 
@@ -144,14 +155,19 @@ public:
     /// platform of libOS leaves the old file as it was, with few exceptions that its header names.
     bool saveAll(LightweightString<wchar_t> path);
 
+    /// @{
     /// The section of that name, made empty when it is missing; such a section is saved.
     Section& getSection(const LightweightString<char>& name);
     Section& operator[](const LightweightString<char>& name);
+    /// @}
 
+    /// @{
     /// The section of that name, or one shared empty vector when it is missing.
     const Section& getSection(const LightweightString<char>& name) const;
     const Section& operator[](const LightweightString<char>& name) const;
+    /// @}
 
+    /// Is there a section of that name? Makes none.
     bool sectionExists(const LightweightString<char>& name) const;
 
     /// Removes the section, if there is one.
@@ -160,15 +176,19 @@ public:
     /// Sections, the anonymous one included.
     unsigned int getNumSections() const;
 
+    /// Are section names that differ in case two sections?
     bool getSectionNameCaseSensitivity() const;
 
-    /// A walk from the first section.
+    /// @{
+    /// A walk from the first section, not valid when there is none.
     SectionIterator getSectionIterator();
     ConstSectionIterator getSectionIterator() const;
+    /// @}
 
     /// The name under which keys before the first header are kept: an ordinary section otherwise.
     static const LightweightString<char>& kAnonymousSection();
 
+    /// @{
     /// The first pair whose name begins with `prefix`, or the section's end. An empty prefix finds
     /// the first pair. `from` is **not** looked at: the search always starts at the beginning.
     static Section::iterator findBeginsWith(const LightweightString<char>& prefix, Section& section,
@@ -176,13 +196,16 @@ public:
     static Section::const_iterator findBeginsWith(const LightweightString<char>& prefix,
                                                   const Section& section, bool caseSensitive,
                                                   Section::const_iterator from);
+    /// @}
 
-    /// Not there yet: always throws a `Vq::Exception::LogicError`.
+    /// @{
+    /// Not there yet: **always throws** a `Vq::Exception::LogicError`.
     static Section::iterator findContains(const LightweightString<char>& text, Section& section,
                                           bool caseSensitive, Section::iterator from);
     static Section::const_iterator findContains(const LightweightString<char>& text,
                                                 const Section& section, bool caseSensitive,
                                                 Section::const_iterator from);
+    /// @}
 
 private:
     enum class AtAnonymous { kStayForever, kStepPast };
@@ -198,7 +221,7 @@ private:
 };
 
 /// The sink of a load: every line assigned to it is sorted into the map, under the section that the
-/// last header line named. The map is borrowed.
+/// last header line named. The map is borrowed. Thread rule: compatible.
 class VQ_EXPORT SectionsBuildingOutputIterator {
 public:
     /// Starts in the anonymous section.
@@ -209,8 +232,11 @@ public:
     /// makes no section. When memory runs out, the line is lost and everything else as it was.
     SectionsBuildingOutputIterator& operator=(LightweightString<char> line);
 
+    /// @{
+    /// A sink of its own into the same map, at the same section.
     SectionsBuildingOutputIterator(const SectionsBuildingOutputIterator&) = default;
     SectionsBuildingOutputIterator& operator=(const SectionsBuildingOutputIterator&) = default;
+    /// @}
 
 private:
     friend class VqIniFile_Private::SectionFiller;
@@ -251,8 +277,8 @@ VQ_EXPORT unsigned long splitBuffer(Sink out, const char* buffer, unsigned long 
     return lines;
 }
 
-// The same, where it looks a section up once per header and makes no string that the map does not
-// keep.
+/// The same, where it looks a section up once per header and makes no string that the map does not
+/// keep.
 template <>
 VQ_EXPORT unsigned long splitBuffer(SectionsBuildingOutputIterator out, const char* buffer,
                                     unsigned long size, char separator);

@@ -25,6 +25,8 @@ namespace Vq::LockFree {
 
 /// One 64-bit word: the readers inside in its low half, the writers (0 or 1) in its high half. It
 /// is no value: there is no copy.
+///
+/// \copydetails VqLockFreeRW.h
 class VQ_EXPORT RWLock {
 public:
     /// A free gate.
@@ -54,16 +56,20 @@ public:
     /// Makes the gate free whatever it was. Confined: only while nobody uses it.
     void forceClose();
 
+    /// @{
     /// The counts now; snapshots.
     int readers() const noexcept { return __atomic_load_n(&half_.readers_, __ATOMIC_ACQUIRE); }
     int writers() const noexcept { return __atomic_load_n(&half_.writers_, __ATOMIC_ACQUIRE); }
+    /// @}
 
-    /// The standard's names for the operations of a shared mutex that never wait.
-    /// `std::unique_lock` and `std::shared_lock` take them with `std::try_to_lock`.
+    /// @{
+    /// The standard's names for the operations of a shared mutex that never wait, true where those
+    /// above give 0. `std::unique_lock` and `std::shared_lock` take them with `std::try_to_lock`.
     [[nodiscard]] bool try_lock() { return openWrite() == 0; }
     void unlock() { closeWrite(); }
     [[nodiscard]] bool try_lock_shared() { return openRead() == 0; }
     void unlock_shared() { closeRead(); }
+    /// @}
 
 private:
     struct Halves {

@@ -31,18 +31,19 @@
 #include <typeinfo>
 #include <vector>
 
-/// One entry of a namespace. Read-only for everyone but the namespace; never freed.
+/// One entry of a namespace. Read-only for everyone but the namespace; never freed. Its names never
+/// change and may be read on any thread, its pointer under its lock.
 class VQ_EXPORT NamedObjectInfo {
 public:
     NamedObjectInfo(const NamedObjectInfo&) = delete;
     NamedObjectInfo& operator=(const NamedObjectInfo&) = delete;
 
-    unsigned int typeCrc_;   ///< checksum of the type's name
-    unsigned int nameCrc_;   ///< checksum of the name
-    void* object_ = nullptr; ///< null for a mere lock, and after `remove`
-    CriticalSection lock_;   ///< what `lock` holds; also guards `object_`
-    LightweightString<char> typeName_;
-    LightweightString<char> name_;
+    unsigned int typeCrc_;             ///< checksum of the type's name
+    unsigned int nameCrc_;             ///< checksum of the name
+    void* object_ = nullptr;           ///< null for a mere lock, and after `remove`
+    CriticalSection lock_;             ///< what `lock` holds; also guards `object_`
+    LightweightString<char> typeName_; ///< the type's mangled name
+    LightweightString<char> name_;     ///< the name it was made with
 
 private:
     friend class Vq::NamedObjectsNamespace;
@@ -58,6 +59,11 @@ private:
 namespace Vq {
 
 /// A registry of its own. Destroying it leaves the objects and the entries as they are.
+///
+/// A null name throws `Vq::Exception::RuntimeError`, as does every failure named below, and nothing
+/// has changed then. Names are found through a hash table, under the namespace's lock.
+///
+/// \copydetails VqNamedObjects.h
 class VQ_EXPORT NamedObjectsNamespace {
 public:
     /// An empty namespace. The name is for diagnostics; null counts as empty.
@@ -69,7 +75,7 @@ public:
     /// The namespace of the process, "GLOBAL": made at the first call, never destroyed.
     static NamedObjectsNamespace* getGlobalNamespaceInstance();
 
-    // --- By type. A null name throws `Vq::Exception::RuntimeError`, as does every failure below.
+    // --- By type
 
     /// The object, null when there is none.
     template <class T> T* find(const char* name) { return static_cast<T*>(find_(typeid(T), name)); }
@@ -115,10 +121,12 @@ public:
     // --- The same by type information. A type's name counts without one leading '*'.
 
     /// The entry, null when there is none (a null name counts as empty here). It lives as long as
-    /// the process.
+    /// the process. Here and below a type's mangled name counts without one leading '*'.
     NamedObjectInfo* findInfo_(const std::type_info& type, const char* name);
 
+    /// As `find`.
     void* find_(const std::type_info& type, const char* name);
+    /// As `create`.
     void create_(const std::type_info& type, const char* name, void* object);
 
     /// The object, or what `factory` makes: at most one thread at a time runs it for a name. When
@@ -129,9 +137,13 @@ public:
     /// once by the calling thread. Factories must not throw.
     void* findOrCreate_(const std::type_info& type, const char* name, void* (*factory)());
 
+    /// As `createOrReplace`.
     void createOrReplace_(const std::type_info& type, const char* name, void* object);
+    /// As `remove`.
     void remove_(const std::type_info& type, const char* name);
+    /// As `lock`.
     bool lock_(const std::type_info& type, const char* name, bool wait);
+    /// As `unlock`.
     void unlock_(const std::type_info& type, const char* name);
 
     /// Appends an entry without looking for one of the same key, which would hide it.
