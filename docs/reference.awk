@@ -41,6 +41,11 @@ END {
         sub(/\/\/\/ Thread rule: */, "/// \\par Thread rule\\ilinebr ", line[i])
         # What opens a group of declarations is apart from the comment that is for each of them.
         sub(/\/\/\/ @\{$/, "/** @{ */", line[i])
+        # What overrides inline would be listed beside what it overrides, which alone has a comment.
+        overrides = overrides || line[i] ~ / override \{/
+        was_override = overrides
+        if (line[i] ~ /\}$/) overrides = 0
+        if (was_override) line[i] = ""
         # Enumerations whose enumerators are the application's would pass for variables.
         if (line[i] ~ /^enum VQ_EXPORT .* : int;$/) sub(/;$/, " {};", line[i])
         print line[i]

@@ -73,12 +73,14 @@ public:
     static AttribValuePair fromParts(const LightweightString<char>& name,
                                      const LightweightString<char>& value);
 
-    const LightweightString<char>& name() const noexcept { return name_; }   ///< empty in form 1
-    const LightweightString<char>& value() const noexcept { return value_; } ///< empty in form 1
-    const LightweightString<char>& text() const noexcept {
-        return text_;
-    }                                            ///< not the pair's in form 2
-    Form form() const noexcept { return form_; } ///< which of these speak for the pair
+    /// What stands before the separator; empty in form 1.
+    const LightweightString<char>& name() const noexcept { return name_; }
+    /// What stands behind it; empty in form 1.
+    const LightweightString<char>& value() const noexcept { return value_; }
+    /// The whole text; in form 2 what it holds is not the pair's.
+    const LightweightString<char>& text() const noexcept { return text_; }
+    /// Which of these speak for the pair.
+    Form form() const noexcept { return form_; }
 
     /// True when both parts are there and neither is empty; never in form 1.
     bool valid() const;

@@ -62,14 +62,16 @@ public:
     int writers() const noexcept { return __atomic_load_n(&half_.writers_, __ATOMIC_ACQUIRE); }
     /// @}
 
-    /// @{
-    /// The standard's names for the operations of a shared mutex that never wait, true where those
-    /// above give 0. `std::unique_lock` and `std::shared_lock` take them with `std::try_to_lock`.
+    // The standard's names for the operations of a shared mutex that never wait.
+
+    /// As `openWrite`, true where that gives 0; for `std::unique_lock` with `std::try_to_lock`.
     [[nodiscard]] bool try_lock() { return openWrite() == 0; }
+    /// As `closeWrite`.
     void unlock() { closeWrite(); }
+    /// As `openRead`, true where that gives 0; for `std::shared_lock` with `std::try_to_lock`.
     [[nodiscard]] bool try_lock_shared() { return openRead() == 0; }
+    /// As `closeRead`.
     void unlock_shared() { closeRead(); }
-    /// @}
 
 private:
     struct Halves {
