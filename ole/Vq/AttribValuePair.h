@@ -115,7 +115,7 @@ public:
     /// The value of the first pair of that name, shared; empty when there is none.
     ///
     /// Lists are expected to hold fewer than 65536 pairs. In a longer one the search comes back to
-    /// the start, so it does not end for a name that is not among the first 65536.
+    /// the start, so it **does not end** for a name that is not among the first 65536.
     static LightweightString<char> getValue(const LightweightString<char>& name,
                                             const LightweightVector<AttribValuePair>& list);
 

@@ -85,7 +85,8 @@ public:
         create_(typeid(T), name, object);
     }
 
-    /// The object, or a new, value-initialised one that nobody will delete.
+    /// The object, or a new, value-initialised one that nobody will delete. The constructor of `T`
+    /// **must not throw**; see `findOrCreate_` for what comes of it.
     template <class T> T* findOrCreate(const char* name) {
         return static_cast<T*>(findOrCreate_(typeid(T), name, TypeManip::TemplatedNew<T>::new_));
     }
