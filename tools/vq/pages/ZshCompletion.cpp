@@ -24,11 +24,12 @@ std::string quoted(std::string_view text, std::string_view marks = "") {
 std::string specifications(const std::vector<Option>& options) {
     std::string lines;
     for (const Option& option : options) {
-        std::string all;
-        for (const std::string& name : option.names) all += (all.empty() ? "" : " ") + name;
+        std::string all = "(";
+        for (const std::string& name : option.names) (all += name) += ' ';
+        all.back() = ')';
         for (const std::string& name : option.names) {
-            lines += " \\\n        " + quoted("(" + all + ")" + name) +
-                     quoted("[" + option.description + "]", ":");
+            (lines += " \\\n        ") += quoted(all + name);
+            lines += quoted("[" + option.description + "]", ":");
             if (!option.value.empty()) lines += quoted(":" + option.value + ":");
         }
     }
