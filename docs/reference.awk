@@ -24,7 +24,17 @@ function fence(first,    last, i, text) {
     return last
 }
 
-{ line[NR] = $0 }
+# A quote would end the code around it, unless that is between two marks at each end.
+function with_quotes(text,    part, n, i, all) {
+    n = split(text, part, "`")
+    if (n % 2 == 0) return text
+    for (i = 2; i < n; i += 2) if (part[i] ~ /'/) part[i] = "`" part[i] "`"
+    all = part[1]
+    for (i = 2; i <= n; ++i) all = all "`" part[i]
+    return all
+}
+
+{ line[NR] = $0 ~ /\/\/\// ? with_quotes($0) : $0 }
 
 END {
     for (i = 1; i <= NR; ++i) {
@@ -35,6 +45,8 @@ END {
         # file without one, nobody would ask for comments on global names either.
         if (i == 1) line[i] = (line[i] ~ /^\/\/\/ / ? "/// \\file\n" : "/** \\file */ ") line[i]
         if (line[i] == "#pragma once") continue
+        # A class of another library's namespace is only known within that.
+        if (line[i] == "#include <fmt/format.h>") line[i] = "namespace fmt {}"
         # The graphs are about the library's own headers.
         if (line[i] ~ /^#include </) line[i] = ""
         # Rules for threads have a heading.
