@@ -1,5 +1,5 @@
-# What doxygen needs beyond the plain text of a header. As many lines come out as go in, so that its
-# messages name the right ones.
+# What doxygen needs beyond the plain text of a header or of a document. As many lines come out as go
+# in, so that its messages name the right ones.
 
 # A line of an example, four columns further in than the text; a line between paragraphs.
 function is_code(i) { return line[i] ~ /^ *\/\/\/     / }
@@ -34,9 +34,16 @@ function with_quotes(text,    part, n, i, all) {
     return all
 }
 
-{ line[NR] = $0 ~ /\/\/\// ? with_quotes($0) : $0 }
+FILENAME ~ /\.md$/ {
+    if (/^ *```/) in_fence = !in_fence
+    print in_fence ? $0 : with_quotes($0)
+    next
+}
+
+{ line[NR] = /\/\/\// ? with_quotes($0) : $0 }
 
 END {
+    if (FILENAME ~ /\.md$/) exit
     for (i = 1; i <= NR; ++i) {
         if (is_code(i)) i = fence(i)
     }
