@@ -1,5 +1,5 @@
-# What doxygen needs beyond the plain text of a header or of a document. As many lines come out as go
-# in, so that its messages name the right ones.
+# What doxygen needs beyond the plain text of a header or of a document. As many lines come out as
+# go in, so that its messages name the right ones.
 
 # A line of an example, four columns further in than the text; a line between paragraphs.
 function is_code(i) { return line[i] ~ /^ *\/\/\/     / }
