@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <ostream>
 
 /// Sixteen bytes without behaviour, for interfaces in other languages and file headers.
 struct SimpleUUID {
@@ -85,6 +86,13 @@ public:
     LightweightString<char> asString() const;
     LightweightString<wchar_t> asWString() const;
     /// @}
+
+    /// Writes the text form, without a string; width and fill of the stream apply.
+    friend std::ostream& operator<<(std::ostream& out, const UUID& id) {
+        char text[kTextLength + 1];
+        id.asString(text);
+        return out << text;
+    }
 
 private:
     friend struct std::hash<UUID>;

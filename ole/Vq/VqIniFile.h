@@ -185,6 +185,15 @@ public:
     ConstSectionIterator getSectionIterator() const;
     /// @}
 
+    /// @{
+    /// Names and sections, the anonymous one included, for range-for and the algorithms:
+    /// `for (const auto& [name, section] : settings)`.
+    SectionMap::iterator begin() noexcept { return sections_.begin(); }
+    SectionMap::iterator end() noexcept { return sections_.end(); }
+    SectionMap::const_iterator begin() const noexcept { return sections_.begin(); }
+    SectionMap::const_iterator end() const noexcept { return sections_.end(); }
+    /// @}
+
     /// The name under which keys before the first header are kept: an ordinary section otherwise.
     static const LightweightString<char>& kAnonymousSection();
 
