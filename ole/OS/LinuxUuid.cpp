@@ -9,6 +9,7 @@
 #include <sys/mman.h>
 #include <sys/random.h>
 #include <system_error>
+#include <utility>
 
 namespace Vq {
 
@@ -104,27 +105,48 @@ private:
     volatile bool inUse_ = false;
 };
 
-// Without a destructor: identifiers may be made to the very end of a thread.
-thread_local constinit Supply supply;
-
-// Initial-exec: one load away. The supply itself is too large for what a library that is loaded
-// late may have so.
+// Initial-exec: one load away.
 [[gnu::tls_model("initial-exec")]] constinit thread_local Supply* knownSupply = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool threadEnds = false;
 
-[[gnu::noinline]] Supply& firstSupply() {
-    return *(knownSupply = &supply);
-}
+/// Where a thread's supply lies: pages of their own, since a library that is loaded late has little
+/// room for what each thread keeps at a fixed place, and not of the heap, which a signal handler
+/// that makes the first identifier may have interrupted.
+class SupplyPages {
+public:
+    SupplyPages() noexcept {
+        void* const pages = ::mmap(nullptr, sizeof(Supply), PROT_READ | PROT_WRITE,
+                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages != MAP_FAILED) knownSupply = ::new (pages) Supply;
+    }
 
-Supply& supplyOfThread() {
-    Supply* const known = knownSupply;
-    return known ? *known : firstSupply();
+    ~SupplyPages() {
+        threadEnds = true; // who makes identifiers still asks the kernel for each
+        Supply* const supply = std::exchange(knownSupply, nullptr);
+        if (supply) ::munmap(supply, sizeof(Supply));
+    }
+
+    SupplyPages(const SupplyPages&) = delete;
+    SupplyPages& operator=(const SupplyPages&) = delete;
+};
+
+/// Null when there is no memory, and at the very end of a thread.
+[[gnu::noinline]] Supply* firstSupply() noexcept {
+    if (threadEnds) return nullptr;
+    [[maybe_unused]] thread_local const SupplyPages pages;
+    return knownSupply;
 }
 
 } // namespace
 
 UuidWords randomUuid() {
     unsigned char bytes[sizeof(UuidWords)];
-    supplyOfThread().take(bytes);
+    Supply* const known = knownSupply;
+    if (Supply* const supply = known ? known : firstSupply()) {
+        supply->take(bytes);
+    } else {
+        fillRandom(bytes, sizeof bytes);
+    }
     UuidWords words;
     std::memcpy(&words, bytes, sizeof words);
     // In whole words, as the bytes came: byte 6 has the bits from 48 on, byte 8 the lowest.

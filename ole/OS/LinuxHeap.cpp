@@ -1,0 +1,73 @@
+#include "OS/LinuxHeap.h"
+
+#ifdef VQ_OS_MIMALLOC
+
+#include <dlfcn.h>
+#include <exception>
+#include <sched.h>
+#include <stdexcept>
+
+namespace Vq {
+
+constinit std::atomic<HeapKind> heapKind = HeapKind::kUnknown;
+
+namespace {
+
+// Set on the thread that asks; what arrives meanwhile from it is the answer.
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool isAsking = false;
+constinit bool wasReached = false; // the asking thread's
+
+/// Does the C++ runtime allocate here? It keeps the text of an exception in a block of its own
+/// making, by whatever `operator new` it is bound to.
+bool runtimeAllocatesHere() noexcept {
+    isAsking = true;
+    try {
+        const std::runtime_error asked("Where does this text go?");
+    } catch (const std::exception&) { // no memory: nothing is known, and malloc is right everywhere
+        wasReached = false;
+    }
+    isAsking = false;
+    return wasReached;
+}
+
+/// Is there an `operator new` that whatever is loaded later will call?
+bool programHasOperators() noexcept {
+    void* const program = dlopen(nullptr, RTLD_LAZY);
+    if (!program) return false;
+    const bool found = dlsym(program, "_Znwm") != nullptr;
+    if (!found) dlerror(); // no message of ours is left to whoever asks next
+    dlclose(program);
+    return found;
+}
+
+void decide() noexcept {
+    HeapKind seen = HeapKind::kUnknown;
+    if (heapKind.compare_exchange_strong(seen, HeapKind::kAsking)) {
+        heapKind = programHasOperators() && runtimeAllocatesHere() ? HeapKind::kMimalloc
+                                                                   : HeapKind::kMalloc;
+    }
+    while (heapKind.load() == HeapKind::kAsking) sched_yield(); // another thread asks
+}
+
+/// At the latest when the library has been loaded, before there are threads that would have to wait.
+[[gnu::constructor]] void decideWhenLoaded() noexcept {
+    if (heapKind.load() == HeapKind::kUnknown) decide();
+}
+
+} // namespace
+
+void* otherHeapAllocate(unsigned long bytes) noexcept {
+    if (isAsking) {
+        wasReached = true;
+        return std::malloc(bytes); // freed before the kind is known, so as malloc's
+    }
+    if (heapKind.load() != HeapKind::kMalloc) {
+        decide();
+        if (heapIsMimalloc()) return heapAllocate(bytes);
+    }
+    return std::malloc(bytes);
+}
+
+} // namespace Vq
+
+#endif
