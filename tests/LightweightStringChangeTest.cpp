@@ -1,8 +1,8 @@
 // What single changes do. The rule behind them all is held by LightweightStringRuleTest.cpp.
 
 #include "Vq/LightweightString.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
 
 #include <memory>
@@ -84,6 +84,9 @@ TYPED_TEST(LightweightStringChange, AppendingItselfDoublesTheText) {
     text.assign(this->abc);
     text.append(text.end() - 2, 4); // in place, its own terminator ends the source
     EXPECT_EQ(this->view(text), Literal<TypeParam>("abcbc\0\0").view());
+    text.assign(this->abc);
+    text.append(std::basic_string_view<TypeParam>(text.end() - 2, 3)); // up to its own terminator
+    EXPECT_EQ(this->view(text), Literal<TypeParam>("abcbc\0").view());
 }
 
 TYPED_TEST(LightweightStringChange, PushBackGrowsByDoubling) {

@@ -235,8 +235,8 @@ public:
         if (text.empty()) return *this;
         T* const to = lengthenInPlace(text.size());
         if (!to) return appendAnew(text, 0);
-        // The source may lie in this very block, but then it ends where the new characters start.
-        Traits::copy(to, text.data(), text.size());
+        // The source may lie in this very block, and end with the terminator that was there.
+        Traits::move(to, text.data(), text.size());
         return *this;
     }
     /// Appends `text` up to its terminator.
@@ -421,15 +421,27 @@ VQ_EXPORTED_INSTANTIATION(class LightweightString<wchar_t>);
 static_assert(sizeof(LightweightString<char>) == 2 * sizeof(void*));
 static_assert(sizeof(LightweightString<wchar_t>) == 2 * sizeof(void*));
 
-/// In step with `==`.
+/// In step with `==`. Transparent, as `std::equal_to<>` and `std::less<>` are: a table that has this
+/// and those finds its strings by a view too, which makes no string.
 template <class T> struct std::hash<LightweightString<T>> {
+    using is_transparent = void; ///< views are hashed as strings are
+
     /// The hash of a view of all characters.
     std::size_t operator()(const LightweightString<T>& text) const noexcept {
+        return (*this)(std::basic_string_view<T>(text));
+    }
+    /// The hash of a string of these characters.
+    std::size_t operator()(std::basic_string_view<T> text) const noexcept {
         return std::hash<std::basic_string_view<T>>()(text);
     }
 };
 
+/// @{
 /// Writes all characters, zero characters included; width and fill of the stream apply.
 inline std::ostream& operator<<(std::ostream& out, const LightweightString<char>& text) {
     return out << std::string_view(text);
 }
+inline std::wostream& operator<<(std::wostream& out, const LightweightString<wchar_t>& text) {
+    return out << std::wstring_view(text);
+}
+/// @}
