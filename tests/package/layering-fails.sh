@@ -14,7 +14,10 @@ finds() {
         echo "passes: '$line' in $2"
         exit 1
     fi
-    grep -F -e "$message" <<<"$said" >/dev/null || { echo "for '$line' in $2 it says: $said"; exit 1; }
+    grep -F -e "$message" <<<"$said" >/dev/null || {
+        echo "for '$line' in $2 it says: $said"
+        exit 1
+    }
     rm "$file"
     [ ! -f "$folder/kept" ] || mv "$folder/kept" "$file"
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """layering.py [--update] SOURCE_ROOT
 
-Holds every file to docs/layers.txt: which folder may include which, which header of ole/Vq stands in
-which layer, and that nothing includes itself by a detour. The picture and the tables in
+Holds every file to docs/layers.txt: which folder may include which, which header of ole/Vq stands
+in which layer, and that nothing includes itself by a detour. The picture and the tables in
 docs/architecture.md have to be those of that file; --update writes them anew.
 """
 import re
@@ -67,7 +67,7 @@ def all_files(root, rules):
 def resolve(root, file, included):
     """The file of the project that is meant; None when it is none of the project's."""
     beside = Path(file).parent / included
-    for path in (beside, Path("ole") / included, Path("tests") / included, Path("bench") / included):
+    for path in (beside, *(Path(folder) / included for folder in ("ole", "tests", "bench"))):
         if (root / path).is_file():
             return path.as_posix()
     return None
@@ -109,12 +109,11 @@ def check_includes(root, rules):
                 wrong.append(f"{file}: stands in no layer of docs/layers.txt")
                 continue
         for mark, included in INCLUDE.findall((root / file).read_text(encoding="utf-8")):
-            is_library = file.startswith("ole/")
             if mark == "<" and not included.startswith(OWN):
                 continue
             target = resolve(root, file, included)
             if target is None:
-                if is_library or included.startswith(OWN):
+                if file.startswith("ole/") or included.startswith(OWN):
                     wrong.append(f"{file}: includes {included}, which is no file of the project")
                 continue
             if mark == "<":
