@@ -14,6 +14,8 @@ install(FILES
 file(RELATIVE_PATH prefixFromPkgConfig
   "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 string(REGEX REPLACE "/$" "" prefixFromPkgConfig "${prefixFromPkgConfig}")
-configure_file(cmake/vq.pc.in vq.pc @ONLY)
-install(FILES "${CMAKE_CURRENT_BINARY_DIR}/vq.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(package vq vq-test-platform)
+  configure_file(cmake/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package}.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()

@@ -4,8 +4,8 @@
 #include "Property.h"
 
 #include "Vq/VqIniFile.h"
+#include "VqTest/ScriptedPlatform.h"
 #include "support/IniReference.h"
-#include "support/ScriptedPlatform.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "Property.h"
 
-#include "support/ScriptedPlatform.h"
+#include "VqTest/ScriptedPlatform.h"
 #include "support/StringSequence.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "OS/LinuxPlatform.h"
 #include "Vq/LightweightString.h"
 #include "Vq/Platform.h"
-#include "support/Utf8.h"
+#include "VqTest/Utf8.h"
 
 #include <algorithm>
 #include <iconv.h>

@@ -1,5 +1,5 @@
 #include "Vq/Allocation.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <cstdint>
 #include <cstring>

@@ -3,8 +3,8 @@
 #include "Vq/AttribValuePair.h"
 #include "Vq/StringSplit.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/PairTest.h"
-#include "support/ScriptedTest.h"
 
 #include <cstddef>
 #include <random>

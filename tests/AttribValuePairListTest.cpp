@@ -1,7 +1,7 @@
 #include "Vq/AttribValuePair.h"
 
+#include "VqTest/FailingAllocations.h"
 #include "support/ChildProcess.h"
-#include "support/FailingAllocations.h"
 #include "support/PairTest.h"
 
 #include <algorithm>

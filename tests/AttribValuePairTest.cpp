@@ -1,6 +1,6 @@
 #include "Vq/AttribValuePair.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/PairTest.h"
 
 #include <algorithm>

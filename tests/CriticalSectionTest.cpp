@@ -1,7 +1,7 @@
 #include "Vq/CriticalSection.h"
 
-#include "support/CapturedOutput.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/LockTest.h"
 #include "support/StartGate.h"
 #include "support/StringBlock.h"

@@ -1,9 +1,9 @@
 // The exceptions of Vq/VqCheck.h and the functions that throw them.
 #include "Vq/VqCheck.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <algorithm>
 #include <climits>

@@ -5,11 +5,11 @@
 #include "Vq/Ptr.h"
 #include "Vq/Shutdown.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/FaultTable.h"
 #include "support/ImageRecords.h"
 #include "support/NotingCallback.h"
 #include "support/PairTest.h"
-#include "support/ScriptedTest.h"
 
 #include <string>
 #include <string_view>

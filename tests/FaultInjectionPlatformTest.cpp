@@ -4,8 +4,8 @@
 #include "OS/LinuxPlatform.h"
 #include "Vq/String.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/FaultTable.h"
-#include "support/ScriptedTest.h"
 #include "support/TemporaryFolder.h"
 
 #include <filesystem>

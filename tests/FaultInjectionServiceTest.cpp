@@ -8,11 +8,11 @@
 #include "Vq/VqCheck.h"
 #include "Vq/VqNamedObjects.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/FaultTable.h"
 #include "support/FreshProcess.h"
 #include "support/PoolLogTest.h"
 #include "support/RegistryTest.h"
-#include "support/ScriptedTest.h"
 
 #include <optional>
 #include <string>

@@ -3,9 +3,9 @@
 #include "Vq/String.h"
 #include "Vq/StringSplit.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/FaultTable.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
 
 #include <sstream>

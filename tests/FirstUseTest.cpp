@@ -8,10 +8,10 @@
 #include "Vq/VqIniFile.h"
 #include "Vq/VqNamedObjects.h"
 
-#include "support/CapturedOutput.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/FreshProcess.h"
 #include "support/PoolLogTest.h"
-#include "support/ScriptedTest.h"
 #include "support/Threads.h"
 
 #include <algorithm>

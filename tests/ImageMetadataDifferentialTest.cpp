@@ -1,8 +1,8 @@
 // Reading records against the definition: the text is cut by `Vq::splitIf`, each item goes to libc.
 #include "Vq/StringSplit.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/ImageRecords.h"
-#include "support/ScriptedTest.h"
 
 #include <cstddef>
 #include <cstdlib>

@@ -2,8 +2,8 @@
 #include "Vq/ImageMetadata.h"
 
 #include "Vq/Ptr.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ImageRecords.h"
-#include "support/ScriptedTest.h"
 
 #include <array>
 #include <cstring>

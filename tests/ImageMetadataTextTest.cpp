@@ -1,10 +1,10 @@
 // The text form of image records: what is written, what is read, and what is turned down.
 #include "Vq/ImageMetadata.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ImageRecords.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedTest.h"
 
 #include <limits>
 #include <random>

@@ -1,6 +1,6 @@
 // Long random sequences of operations on strings that share blocks.
 
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/StringSequence.h"
 
 #include <random>

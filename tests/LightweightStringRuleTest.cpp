@@ -3,9 +3,9 @@
 // length is below the capacity. All else goes to a new block, and no other sharer ever sees a
 // change.
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
 
 #include <algorithm>

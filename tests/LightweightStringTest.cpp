@@ -1,7 +1,7 @@
 #include "Vq/LightweightString.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StartGate.h"
 #include "support/StringBlock.h"
 

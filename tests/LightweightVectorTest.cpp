@@ -1,7 +1,7 @@
 #include "Vq/LightweightVector.h"
 
 #include "Vq/AttribValuePair.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/PairTest.h"
 #include "support/StartGate.h"
 

@@ -1,5 +1,5 @@
 #include "Vq/Platform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <cstddef>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The playout table, against a copy of it written by result and read the plain way.
 #include "Vq/PlayoutFCC.h"
 
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <algorithm>
 #include <limits>

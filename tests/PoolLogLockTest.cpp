@@ -1,6 +1,6 @@
 #include "Vq/PoolLog.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/FreshProcess.h"
 #include "support/PoolLogTest.h"
 #include "support/StartGate.h"

@@ -1,6 +1,6 @@
 #include "Vq/Ptr.h"
 #include "Vq/StdAllocator.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/StartGate.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "Vq/RefCount.h"
 #include "Vq/Ptr.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <cstdint>
 #include <type_traits>

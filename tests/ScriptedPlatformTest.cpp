@@ -1,8 +1,8 @@
-#include "support/ScriptedPlatform.h"
-#include "support/CapturedOutput.h"
-#include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
-#include "support/Utf8.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
+#include "VqTest/Utf8.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,11 +1,11 @@
 // The exit callbacks and the process: the flag, the flush, and what is left when it ends.
 #include "Vq/Shutdown.h"
 
-#include "support/CapturedOutput.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ChildProcess.h"
 #include "support/FreshProcess.h"
 #include "support/NotingCallback.h"
-#include "support/ScriptedTest.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,9 +1,9 @@
 // The parts of the exit callbacks: callable objects, items with their numbers, lists of them.
 #include "Vq/Shutdown.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/NotingCallback.h"
-#include "support/ScriptedTest.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // Exit callbacks that change the list, or run it, while it runs.
 #include "Vq/Shutdown.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/NotingCallback.h"
-#include "support/ScriptedTest.h"
 
 #include <algorithm>
 #include <array>

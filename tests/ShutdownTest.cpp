@@ -1,9 +1,9 @@
 // Exit callbacks: registration, order, removal, what is shared, what remains when one throws.
 #include "Vq/Shutdown.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/NotingCallback.h"
-#include "support/ScriptedTest.h"
 
 #include <algorithm>
 #include <cstddef>

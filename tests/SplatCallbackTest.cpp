@@ -1,9 +1,9 @@
 // Splat callbacks. The list only grows, so each test has a process of its own.
 #include "Vq/Shutdown.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/FreshProcess.h"
-#include "support/ScriptedTest.h"
 
 #include <string>
 #include <type_traits>

@@ -1,7 +1,7 @@
 #include "Vq/StdAllocator.h"
 #include "Vq/LightweightString.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
 
 #include <algorithm>

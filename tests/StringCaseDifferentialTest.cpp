@@ -2,8 +2,8 @@
 // time and in locales that come, go and differ even in ASCII.
 #include "Vq/String.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedTest.h"
 #include "support/TemporaryFolder.h"
 
 #include <array>

@@ -1,9 +1,9 @@
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <cctype>
 #include <cwctype>

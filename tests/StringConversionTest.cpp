@@ -1,9 +1,9 @@
 // Text carried between the two character widths.
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <algorithm>
 #include <latch>

@@ -1,10 +1,10 @@
 // Numbers in a process whose numeric locale is not "C": the repair, and what goes by without it.
 #include "Vq/String.h"
 
-#include "support/CapturedOutput.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <cfloat>
 #include <cstdio>

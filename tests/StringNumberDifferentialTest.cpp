@@ -2,8 +2,8 @@
 #include "Vq/String.h"
 #include "Vq/detail/NumberText.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedTest.h"
 
 #include <bit>
 #include <cfenv>

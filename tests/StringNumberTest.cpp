@@ -1,9 +1,9 @@
 // Numbers to text, in the "C" numeric locale. Other locales: StringLocaleTest.
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,9 +1,9 @@
 // Joining fields, and the last component of a path.
 #include "Vq/StringSplit.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <bit>
 #include <string>

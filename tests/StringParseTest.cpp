@@ -1,10 +1,10 @@
 // Text to numbers, and words from streams.
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <bit>
 #include <cctype>

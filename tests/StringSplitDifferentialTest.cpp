@@ -2,7 +2,7 @@
 // other kind of separator goes through, give the same positions and fields for the same text.
 #include "Vq/StringSplit.h"
 
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <cstddef>
 #include <limits>

@@ -1,9 +1,9 @@
 #include "Vq/StringSplit.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <algorithm>
 #include <bit>

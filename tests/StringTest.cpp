@@ -3,9 +3,9 @@
 // StringParseTest.
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <bit>
 #include <string>

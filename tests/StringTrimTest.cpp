@@ -1,10 +1,10 @@
 // Trimming, and the questions about the end and the blankness of a text.
 #include "Vq/String.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <bit>
 #include <cwctype>

@@ -1,8 +1,8 @@
 #include "Vq/System.h"
 
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/FreshProcess.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 #include "support/Threads.h"
 
 #include <cstring>

@@ -1,8 +1,8 @@
 #include "Vq/TypeManip.h"
 
 #include "Vq/CriticalSection.h"
-#include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <cstdint>
 #include <new>

@@ -2,8 +2,8 @@
 // of the form, written out, for texts that are odd in every way the form allows.
 #include "Vq/UUID.h"
 
+#include "VqTest/ScriptedTest.h"
 #include "support/ScopedLocale.h"
-#include "support/ScriptedTest.h"
 #include "support/UuidBytes.h"
 
 #include <algorithm>

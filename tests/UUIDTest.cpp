@@ -1,7 +1,7 @@
 // Identifiers as values: their bytes, order, hash, and where new ones come from.
 #include "Vq/UUID.h"
 
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/UuidBytes.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 // The text form of identifiers: printing it, and reading it back.
 #include "Vq/UUID.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/Literal.h"
-#include "support/ScriptedTest.h"
 #include "support/StringBlock.h"
 #include "support/UuidBytes.h"
 

@@ -1,7 +1,7 @@
 #include "Vq/Version.h"
 
-#include "support/FailingAllocations.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/FailingAllocations.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/StringBlock.h"
 
 #include <cstring>

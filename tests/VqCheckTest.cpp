@@ -1,10 +1,10 @@
 // Checked calls and timed log lines. The exceptions: ExceptionTest.
 #include "Vq/VqCheck.h"
 
-#include "support/CapturedOutput.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/FreshProcess.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,6 +1,6 @@
 #include "Vq/VqIniFile.h"
 
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/IniTest.h"
 
 #include <limits>

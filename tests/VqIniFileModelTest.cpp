@@ -1,7 +1,7 @@
 #include "Vq/VqIniFile.h"
 
 #include "Vq/VqCheck.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/FreshProcess.h"
 #include "support/IniTest.h"
 #include "support/StartGate.h"

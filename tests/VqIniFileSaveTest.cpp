@@ -1,7 +1,7 @@
 #include "Vq/VqIniFile.h"
 
+#include "VqTest/FailingAllocations.h"
 #include "support/ChildProcess.h"
-#include "support/FailingAllocations.h"
 #include "support/IniTest.h"
 
 #include <atomic>

@@ -1,7 +1,7 @@
 #include "Vq/VqLockFreeRW.h"
 
-#include "support/CapturedOutput.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/CapturedOutput.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <array>
 #include <climits>

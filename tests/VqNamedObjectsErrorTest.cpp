@@ -2,7 +2,7 @@
 #include "Vq/VqNamedObjects.h"
 
 #include "Vq/VqCheck.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 #include "support/RegistryTest.h"
 
 #include <array>

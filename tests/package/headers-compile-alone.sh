@@ -13,7 +13,7 @@ export -f compile_alone
 export root compiler
 
 cd "$root"
-headers=(Vq/*.h OS/LinuxPlatform.h)
+headers=(Vq/*.h OS/LinuxPlatform.h VqTest/*.h)
 root=$PWD
 printf '%s\0' "${headers[@]}" |
     xargs -0 -P "$(nproc)" -I {} \

@@ -14,5 +14,5 @@ while IFS=: read -r header include; do
     esac
     echo "$header includes $included, which is not installed or not quoted"
     failed=1
-done < <(grep -rE '^[[:space:]]*#[[:space:]]*include' --include='*.h' Vq OS)
+done < <(grep -rE '^[[:space:]]*#[[:space:]]*include' --include='*.h' Vq OS VqTest)
 exit "$failed"

@@ -11,7 +11,7 @@
 #pragma once
 
 #include "Vq/VqCheck.h"
-#include "support/FailingAllocations.h"
+#include "VqTest/FailingAllocations.h"
 
 #include <algorithm>
 #include <functional>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Vq/CriticalSection.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <array>
 #include <cstring>

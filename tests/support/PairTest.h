@@ -6,7 +6,7 @@
 #pragma once
 
 #include "Vq/AttribValuePair.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <string_view>
 

@@ -11,8 +11,8 @@
 #include "Vq/CriticalSection.h"
 #include "Vq/PoolLog.h"
 #include "Vq/VqNamedObjects.h"
-#include "support/ScriptedPlatform.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedPlatform.h"
+#include "VqTest/ScriptedTest.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdlib>

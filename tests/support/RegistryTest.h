@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Vq/VqNamedObjects.h"
-#include "support/ScriptedTest.h"
+#include "VqTest/ScriptedTest.h"
 
 #include <optional>
 #include <string>

@@ -4,8 +4,8 @@
 
 #include "Vq/LightweightString.h"
 
-#include "support/MallocAllocator.h"
-#include "support/ScriptedPlatform.h"
+#include "VqTest/MallocAllocator.h"
+#include "VqTest/ScriptedPlatform.h"
 #include "support/StringBlock.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "support/ScriptedMemory.h"
+#include "VqTest/ScriptedMemory.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -17,11 +17,11 @@
 #pragma once
 
 #include "Vq/Platform.h"
-#include "support/CallScript.h"
-#include "support/MemoryFiles.h"
-#include "support/ScriptedMemory.h"
-#include "support/ScriptedSync.h"
-#include "support/ScriptedUtils.h"
+#include "VqTest/CallScript.h"
+#include "VqTest/MemoryFiles.h"
+#include "VqTest/ScriptedMemory.h"
+#include "VqTest/ScriptedSync.h"
+#include "VqTest/ScriptedUtils.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "support/CapturedOutput.h"
+#include "VqTest/CapturedOutput.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -2,7 +2,7 @@
 /// call refused.
 #pragma once
 
-#include "support/ScriptedPlatform.h"
+#include "VqTest/ScriptedPlatform.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 /// Members of a derived fixture live inside the checked span.
 #pragma once
 
-#include "support/ScriptedPlatform.h"
+#include "VqTest/ScriptedPlatform.h"
 
 #include <gtest/gtest.h>
 

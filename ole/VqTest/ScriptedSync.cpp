@@ -1,4 +1,4 @@
-#include "support/ScriptedSync.h"
+#include "VqTest/ScriptedSync.h"
 
 #include <mutex>
 #include <new>

@@ -8,7 +8,7 @@
 #pragma once
 
 #include "Vq/Platform.h"
-#include "support/CallScript.h"
+#include "VqTest/CallScript.h"
 
 #include <array>
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "support/Utf8.h"
+#include "VqTest/Utf8.h"
 
 namespace vqtest {
 

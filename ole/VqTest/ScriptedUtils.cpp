@@ -1,6 +1,6 @@
-#include "support/ScriptedUtils.h"
+#include "VqTest/ScriptedUtils.h"
 
-#include "support/Utf8.h"
+#include "VqTest/Utf8.h"
 
 #include <new>
 

@@ -1,4 +1,4 @@
-#include "support/MemoryFiles.h"
+#include "VqTest/MemoryFiles.h"
 
 #include <algorithm>
 #include <cstring>

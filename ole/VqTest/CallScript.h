@@ -11,7 +11,7 @@
 /// race.
 #pragma once
 
-#include "support/MallocAllocator.h"
+#include "VqTest/MallocAllocator.h"
 
 #include <array>
 #include <atomic>

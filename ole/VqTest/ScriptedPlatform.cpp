@@ -1,4 +1,4 @@
-#include "support/ScriptedPlatform.h"
+#include "VqTest/ScriptedPlatform.h"
 
 #include <new>
 

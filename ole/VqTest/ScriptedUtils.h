@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Vq/Platform.h"
-#include "support/CallScript.h"
+#include "VqTest/CallScript.h"
 
 #include <atomic>
 #include <initializer_list>

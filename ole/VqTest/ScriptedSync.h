@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Vq/Platform.h"
-#include "support/CallScript.h"
+#include "VqTest/CallScript.h"
 
 #include <atomic>
 

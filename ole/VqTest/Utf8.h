@@ -1,7 +1,7 @@
 /// UTF-8 as the scripted platform converts it: strict, with U+FFFD for what is not valid.
 #pragma once
 
-#include "support/MallocAllocator.h"
+#include "VqTest/MallocAllocator.h"
 
 #include <string_view>
 

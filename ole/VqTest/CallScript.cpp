@@ -1,4 +1,4 @@
-#include "support/CallScript.h"
+#include "VqTest/CallScript.h"
 
 #include <algorithm>
 #include <numeric>

@@ -9,7 +9,7 @@
 #pragma once
 
 #include "Vq/Platform.h"
-#include "support/CallScript.h"
+#include "VqTest/CallScript.h"
 
 #include <string_view>
 
