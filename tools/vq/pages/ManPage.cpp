@@ -106,6 +106,8 @@ std::string manPage(const Command& tool, const std::string& version, const std::
 
     Writer page;
     page.line(".TH VQ 1 \"" + date + "\" \"" + tool.name + " " + version + "\" \"User Commands\"");
+    page.line(".nh"); // names must not be broken, nor lines filled with blanks
+    page.line(".ad l");
     page.section("NAME");
     page.line(literal(tool.name) + " \\- " + literal(purpose));
     page.section("SYNOPSIS");
