@@ -191,7 +191,8 @@ def tables(rules):
     for number, (name, what, units) in reversed(list(enumerate(rules.layers, 1))):
         listed = ", ".join(" with ".join(f"`{stem}`" for stem in unit) for unit in units)
         rows.append(f"| {number} | {name} | {what} | {listed} |")
-    rows += ["", "| Folder | Is | May include besides its own files |", "|---|---|---|"]
+    rows += ["", "Public are the headers of `ole/Vq` outside `detail/`.", ""]
+    rows += ["| Folder | Is | May include besides its own files |", "|---|---|---|"]
     rows += [f"| `{name}/` | {what} | {content} |" for name, what, content in rules.folders]
     return "\n".join(rows)
 
