@@ -28,9 +28,17 @@ function(vq_target target)
   endif()
 endfunction()
 
+# vq_debug_info(<target>): where it is asked for.
+function(vq_debug_info target)
+  if(VQ_DEBUG_INFO)
+    target_compile_options(${target} PRIVATE -g)
+  endif()
+endfunction()
+
 # vq_library(<target> <name>): a shared library, known to clients as Vq::<name>.
 function(vq_library target name)
   vq_target(${target})
+  vq_debug_info(${target})
   add_library(Vq::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES
     EXPORT_NAME ${name}
