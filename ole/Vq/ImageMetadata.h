@@ -1,6 +1,6 @@
 /// Records that describe an image or a video stream, with a one-line text form.
 ///
-///     Vq::Image::Core::Data core(1920, 1080, kPlanar, 8, 24, true);
+///     Vq::Image::Core::Data core(1920, 1080, Vq::Image::kPlanar, 8, 24, true);
 ///     core.asString();      // "Metadata::Core,1,1920,1080,7,7,8,24,1,"
 ///     Vq::Image::Core::Data same(core.asString());
 ///
@@ -29,8 +29,9 @@
 
 namespace Vq {
 
-/// The application's own header defines the enumerators of this and of those below, with the same
-/// underlying type: `enum Vq::Image::Format : int { kPlanar = 7 };`
+/// The application's own header defines the enumerators of this and of those below, in the same
+/// namespace and with the same underlying type:
+/// `namespace Vq::Image { enum Format : int { kPlanar = 7 }; }`
 enum VQ_EXPORT FrameRate : int;
 
 namespace Image {
