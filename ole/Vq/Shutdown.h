@@ -2,7 +2,7 @@
 ///
 ///     Shutdown::addCallback(+[](Shutdown::eExitType) { closeDevices(); }, 5);
 ///     ...
-///     Shutdown::executeCallbacks(Shutdown::kNormalExit); // the application's exit path, not the library
+///     Shutdown::executeCallbacks(Shutdown::kNormalExit); // on the application's way out
 ///
 /// Priority 0 runs first, higher numbers later, equal ones in the order of their registration. Each
 /// callback runs once and is forgotten before it runs, so a callback may register others, which run
