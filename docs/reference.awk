@@ -34,9 +34,38 @@ function with_quotes(text,    part, n, i, all) {
     return all
 }
 
+# Headers have pages, whatever else is outside this folder has none and is only named.
+function with_pages(text,    words) {
+    gsub(/\]\(\.\.\/ole\//, "](@ref ", text)
+    while (match(text, /\[[^]]*\]\(\.\.\/[^)]*\)/)) {
+        words = substr(text, RSTART + 1, RLENGTH - 1)
+        sub(/\].*/, "", words)
+        text = substr(text, 1, RSTART - 1) words substr(text, RSTART + RLENGTH)
+    }
+    return text
+}
+
+# A heading of a document is linked to by its words, as where the project is hosted; a name of such
+# a place is one among all documents here, so the document's is put before it.
+function with_anchors(text,    document, words) {
+    document = FILENAME
+    gsub(/.*\/|\.md$/, "", document)
+    gsub(/\]\(#/, "](#" document "-", text)
+    while (match(text, /\]\([a-z-]+\.md#/)) {
+        text = substr(text, 1, RSTART + 1) "#" substr(text, RSTART + 2, RLENGTH - 6) "-" \
+            substr(text, RSTART + RLENGTH)
+    }
+    if (text !~ /^##+ /) return text
+    words = tolower(text)
+    sub(/^#+ */, "", words)
+    gsub(/[^a-z0-9 _-]/, "", words)
+    gsub(/ /, "-", words)
+    return text " {#" document "-" words "}"
+}
+
 FILENAME ~ /\.md$/ {
     if (/^ *```/) in_fence = !in_fence
-    print in_fence ? $0 : with_quotes($0)
+    print in_fence ? $0 : with_anchors(with_pages(with_quotes($0)))
     next
 }
 
@@ -60,8 +89,8 @@ END {
         sub(/\/\/\/ Thread rule: */, "/// \\par Thread rule\\ilinebr ", line[i])
         # What opens a group of declarations is apart from the comment that is for each of them.
         sub(/\/\/\/ @\{$/, "/** @{ */", line[i])
-        # What overrides inline would be listed beside what it overrides, which alone has a comment.
-        overrides = overrides || line[i] ~ / override \{/
+        # Getters and setters would be listed beside those that they override, which are explained.
+        overrides = overrides || line[i] ~ / [gs]et[A-Z][A-Za-z]*\(.* override \{/
         was_override = overrides
         if (line[i] ~ /\}$/) overrides = 0
         if (was_override) line[i] = ""

@@ -22,7 +22,7 @@
 
 namespace vqtest {
 
-/// Every operation of every service.
+/// Every operation of every service, under its own name.
 enum class Call : unsigned char {
     kAllocate,
     kDeallocate,
@@ -56,17 +56,22 @@ enum class Call : unsigned char {
     kGetFolder,
 };
 
+/// How many operations there are.
 inline constexpr std::size_t kCallKinds = static_cast<std::size_t>(Call::kGetFolder) + 1;
 
 /// The operation's own name, as "allocate".
 const char* nameOf(Call call);
+/// Writes that name.
 std::ostream& operator<<(std::ostream& out, Call call);
 
 /// How often each operation was called.
 class Counts {
 public:
+    /// @{
+    /// The calls of one operation.
     constexpr long operator[](Call call) const { return counts_[static_cast<std::size_t>(call)]; }
     constexpr long& operator[](Call call) { return counts_[static_cast<std::size_t>(call)]; }
+    /// @}
 
     /// Calls of all operations together.
     long total() const;
@@ -82,7 +87,7 @@ private:
 
 /// One call and the arguments that tell it from others.
 struct RecordedCall {
-    Call call;
+    Call call;                     ///< the operation
     const void* address = nullptr; ///< the pointer argument: block, counter, text, object, buffer
     unsigned long value = 0;       ///< the number: bytes, value to store, tuning, folder kind
 
@@ -90,15 +95,21 @@ struct RecordedCall {
     friend std::ostream& operator<<(std::ostream& out, const RecordedCall& call);
 };
 
+/// Calls in their order.
 using RecordedCalls = MallocVector<RecordedCall>;
 
+/// Counts, failures, hooks and records of all operations of one platform.
+///
+/// \copydetails CallScript.h
 class CallScript {
 public:
     constexpr CallScript() = default;
     CallScript(const CallScript&) = delete;
     CallScript& operator=(const CallScript&) = delete;
 
+    /// How often each operation was called.
     Counts counts() const;
+    /// How often that one was.
     long count(Call call) const { return at(call).count.load(std::memory_order_relaxed); }
 
     /// Makes the `nth` call from now (1: the next) of that operation fail, in the way that the

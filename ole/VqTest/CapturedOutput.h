@@ -12,10 +12,13 @@
 
 namespace vqtest {
 
+/// A capture that lasts as long as the object, or until its text is asked for.
+///
+/// \copydetails CapturedOutput.h
 class CapturedOutput {
 public:
-    CapturedOutput();
-    ~CapturedOutput();
+    CapturedOutput();  ///< begins the capture
+    ~CapturedOutput(); ///< ends it, unless that was done
     CapturedOutput(const CapturedOutput&) = delete;
     CapturedOutput& operator=(const CapturedOutput&) = delete;
 

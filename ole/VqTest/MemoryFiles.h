@@ -26,37 +26,44 @@ enum class WriteState {
 
 /// One call of `openFile`.
 struct OpenRequest {
-    MallocWString path;
-    int access = 0;
-    int disposition = 0;
-    int sharing = 0;
-    int options = 0;
+    MallocWString path;  ///< as it was given
+    int access = 0;      ///< the first of the four flags
+    int disposition = 0; ///< the second
+    int sharing = 0;     ///< the third
+    int options = 0;     ///< the fourth
 };
 
 /// What is known of one path.
 struct MemoryFile {
-    MallocWString path;
-    bool exists = false;
-    MallocString content;
-    bool hasReportedSize = false;
-    unsigned long reportedSize = 0;
+    MallocWString path;             ///< where it is
+    bool exists = false;            ///< was it put or written, and not removed?
+    MallocString content;           ///< its bytes
+    bool hasReportedSize = false;   ///< does `size()` answer `reportedSize`?
+    unsigned long reportedSize = 0; ///< see `MemoryFiles::reportSize`
 
-    WriteState writeState = WriteState::kNone;
-    MallocVector<MallocString>
-        writes; ///< the bytes of each `write` since the latest opening, in order
+    WriteState writeState = WriteState::kNone; ///< of the latest attempt to write it
+    /// The bytes of each `write` since the latest opening, in order.
+    MallocVector<MallocString> writes;
 };
 
+/// Files by their paths, and what a test asks of them.
+///
+/// \copydetails MemoryFiles.h
 class MemoryFiles final : public iFileSystem {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit MemoryFiles(CallScript& calls) : calls_(calls) {}
 
     /// Makes or replaces a file.
     void put(std::wstring_view path, std::string_view content);
+    /// Takes a file away; nothing happens when there is none.
     void remove(std::wstring_view path);
 
+    /// Is there a file?
     bool exists(std::wstring_view path) const;
     /// The content, empty when there is no such file. Lives until the file is next changed.
     std::string_view content(std::wstring_view path) const;
+    /// What became of the latest attempt to write it.
     WriteState writeState(std::wstring_view path) const;
     /// The bytes of each call of `write` since the path was last opened for writing.
     MallocVector<MallocString> writes(std::wstring_view path) const;

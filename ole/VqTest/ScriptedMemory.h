@@ -15,11 +15,15 @@
 
 namespace vqtest {
 
+/// Blocks from `malloc`, and what a test asks of them.
+///
+/// \copydetails ScriptedMemory.h
 class ScriptedMemory final : public iMemory {
 public:
-    static constexpr unsigned char kFreshByte = 0xCD;
-    static constexpr unsigned char kFreedByte = 0xDD;
+    static constexpr unsigned char kFreshByte = 0xCD; ///< in blocks that nobody wrote to
+    static constexpr unsigned char kFreedByte = 0xDD; ///< in blocks that are gone
 
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedMemory(CallScript& calls) : calls_(calls) {}
 
     /// Blocks handed out and not yet freed, in the whole program.
@@ -34,6 +38,7 @@ public:
     /// From now on blocks start that many bytes (below 16) after a multiple of 16. 0 at first.
     void setMisalignment(unsigned bytes) { misalignment_ = bytes; }
 
+    /// Back to the first alignment; blocks and their account stay.
     void reset() { misalignment_ = 0; }
 
     /// The reclaimables in the order of their registration. They are never asked for anything.

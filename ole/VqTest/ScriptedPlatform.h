@@ -27,8 +27,10 @@
 
 namespace vqtest {
 
+/// Atomic operations, counted. Safe.
 class ScriptedAtomics final : public iAtomics {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedAtomics(CallScript& calls) : calls_(calls) {}
 
     int atomicIncrement(int* counter) override;
@@ -40,14 +42,16 @@ private:
     CallScript& calls_;
 };
 
+/// A number of processors that a test sets.
 class ScriptedCPU final : public iCPUInfo {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedCPU(CallScript& calls) : calls_(calls) {}
 
     /// 4 at first.
     void setProcessorCount(int count) { count_ = count; }
 
-    void reset() { count_ = 4; }
+    void reset() { count_ = 4; } ///< back to the first answer
 
     int processorCount() override;
 
@@ -56,14 +60,16 @@ private:
     int count_ = 4;
 };
 
+/// A folder that a test sets.
 class ScriptedFolders final : public iFolders {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedFolders(CallScript& calls) : calls_(calls) {}
 
     /// The answer for every kind. L"/scripted/" at first.
     void setFolder(std::wstring_view path) { path_.set(path); }
 
-    void reset() { path_.reset(); }
+    void reset() { path_.reset(); } ///< back to the first answer
 
     LightweightString<wchar_t> getFolder(int kind) override;
 
@@ -72,9 +78,12 @@ private:
     MallocAnswer path_{L"/scripted/"};
 };
 
+/// The services, each with what a test asks of it, and the account of all their calls.
+///
+/// \copydetails ScriptedPlatform.h
 class ScriptedPlatform final : public iPlatform {
 public:
-    constexpr ScriptedPlatform() = default;
+    constexpr ScriptedPlatform() = default; ///< in its first state
 
     /// Counts, failures, records of all operations.
     CallScript& calls() { return calls_; }

@@ -10,8 +10,10 @@
 
 namespace vqtest {
 
+/// Locks, and what a test asks of them. Safe.
 class ScriptedSync final : public iSyncFactory {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedSync(CallScript& calls) : calls_(calls) {}
 
     /// Locks in the whole program.
@@ -21,7 +23,7 @@ public:
     /// ids.
     void setThreadId(unsigned id) { threadId_ = id; }
 
-    void reset() { threadId_ = 0; }
+    void reset() { threadId_ = 0; } ///< back to the threads' own ids
 
     Vq::Ptr<iCriticalSection> createCriticalSection(unsigned int tuning) override;
     unsigned int currentThreadId() override;

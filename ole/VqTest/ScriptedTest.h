@@ -22,8 +22,12 @@ inline void makeRoomForTraces() {
     SCOPED_TRACE(4);
 }
 
+/// A fixture, to be used as it is or derived from. Confined: one test at a time.
+///
+/// \copydetails ScriptedTest.h
 class ScriptedTest : public ::testing::Test {
 protected:
+    /// Resets the platform and notes what is alive.
     ScriptedTest() {
         platform().reset();
         makeRoomForTraces();
@@ -32,6 +36,7 @@ protected:
         files_ = platform().fileSystem()->openFiles();
     }
 
+    /// Resets the platform and expects nothing else to be alive, unless the test failed already.
     ~ScriptedTest() override {
         platform().reset();
         // The framework keeps the text of a failure in blocks of its own.

@@ -12,12 +12,17 @@
 
 namespace vqtest {
 
+/// Answers that a test sets, and real conversions.
+///
+/// \copydetails ScriptedUtils.h
 class ScriptedUtils final : public iSystemUtils {
 public:
+    /// Notes its calls in `calls`, which is borrowed for good.
     constexpr explicit ScriptedUtils(CallScript& calls) : calls_(calls) {}
 
     /// What `now` answers next, in milliseconds. 0 at first.
     void setNow(double milliseconds) { now_ = milliseconds; }
+    /// Moves the clock on.
     void advance(double milliseconds) { now_ += milliseconds; }
     /// By how much each reading moves the clock on. 0 at first.
     void setStep(double milliseconds) { step_ = milliseconds; }
@@ -31,6 +36,7 @@ public:
     /// The lines that `getCallStack` appends; two of them at first.
     void setCallStack(std::initializer_list<const char*> lines);
 
+    /// Back to the first answers.
     void reset();
 
     LightweightString<wchar_t> wideFromAscii(const char* text) override;
