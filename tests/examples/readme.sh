@@ -1,24 +1,20 @@
 #!/usr/bin/env bash
-# readme.sh README DEMO_TEXT PREFIX COMPILER FOLDER
-# README's first program, built as README's CMake lines say against the installation in PREFIX,
-# prints what README says it does; the lines that README quotes of the demonstration are lines of
-# its text; and README names every public header and every command of the tool.
+# readme.sh README DEMO_TEXT PREFIX COMPILER BLOCKS EXTRACT FOLDER
+# README's first program, which is in BLOCKS with what it prints, builds and prints that as README's
+# CMake lines say, against the installation in PREFIX; the lines that README quotes of the
+# demonstration are lines of its text; and README names every public header and every command of the
+# tool. EXTRACT is the script that made BLOCKS.
 set -euo pipefail
-readme=$1 demo=$2 prefix=$3 compiler=$4 folder=$5
-
-# The first fenced block of a language.
-block() {
-    awk -v open="\`\`\`$1" '/^```/ { if (inside) exit; inside = $0 == open; next } inside' "$readme"
-}
+readme=$1 demo=$2 prefix=$3 compiler=$4 blocks=$5 extract=$6 folder=$7
 
 rm -rf "$folder"
 mkdir -p "$folder"
-block cpp >"$folder/clips.cpp"
-block text >"$folder/expected"
+cp "$blocks/README.1.cpp" "$folder/clips.cpp"
+cp "$blocks/README.1.txt" "$folder/expected"
 {
     echo 'cmake_minimum_required(VERSION 3.25)'
     echo 'project(Clips LANGUAGES CXX)'
-    block cmake
+    "$extract" --block cmake "$readme"
 } >"$folder/CMakeLists.txt"
 [ -s "$folder/expected" ]
 
@@ -27,7 +23,8 @@ cmake -G Ninja -S . -B build -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PAT
 cmake --build build
 build/clips | diff -u expected -
 
-block console | grep -vxF -e '$ ./dev demo' -e 'Building: release' -e '...' >quoted
+"$extract" --block console "$readme" |
+    grep -vxF -e '$ ./dev demo' -e 'Building: release' -e '...' >quoted
 [ -s quoted ]
 if grep -vxF -f "$demo" quoted; then
     echo "The demonstration does not print this any more."
