@@ -104,6 +104,9 @@ class Extraction(unittest.TestCase):
         self.assertNotIn("int x;", files["guide.cpp"])
         self.assertIn("int y;", files["guide.cpp"])
 
+    def test_a_fence_with_a_language_closes_nothing(self):
+        self.assertIn("\n```sh\n}", files_of("```cpp\n```sh\n```\n")["guide.cpp"])
+
     def test_an_indented_block_loses_its_indentation(self):
         self.assertIn("\n  f();\n", files_of("- x\n\n  ```cpp\n    f();\n  ```\n")["guide.cpp"])
 
@@ -123,6 +126,12 @@ class Extraction(unittest.TestCase):
 
     def test_a_marker_without_a_block_is_refused(self):
         self.assert_refused(cpp("f();") + "<!-- block a -->\nText\n", 4, "no block follows")
+
+    def test_two_markers_in_a_row_are_refused(self):
+        self.assert_refused("<!-- block a -->\n" + marked("b", "f();"), 2, "two markers")
+
+    def test_a_text_after_tests_is_refused(self):
+        self.assert_refused(marked("a test", "TEST(A, B) {}") + PRINTS, 8, "no code before")
 
     def test_a_marker_on_what_is_no_code_is_refused(self):
         console = "<!-- block a -->\n```console\n$ ls\n```\n"
