@@ -176,8 +176,8 @@ TEST_F(Interoperability, AnUnorderedMapFindsAStringByAViewWithoutMakingOne) {
     std::unordered_map<Narrow, int, std::hash<Narrow>, std::equal_to<>> frames;
     frames.emplace("Harbour", 12);
     const Counts calls = countsOf([&] {
-        EXPECT_EQ(frames.find(std::string_view("Harbour"))->second, 12);
-        EXPECT_EQ(frames.find(std::string_view("Harbours")), frames.end());
+        EXPECT_TRUE(frames.contains(std::string_view("Harbour")));
+        EXPECT_FALSE(frames.contains(std::string_view("Harbours")));
     });
     EXPECT_EQ(calls.total(), 0) << calls;
 }
@@ -186,8 +186,8 @@ TEST_F(Interoperability, AnOrderedMapFindsAStringByAViewWithoutMakingOne) {
     std::map<Wide, int, std::less<>> frames;
     frames.emplace(L"Harbour", 12);
     const Counts calls = countsOf([&] {
-        EXPECT_EQ(frames.find(std::wstring_view(L"Harbour"))->second, 12);
-        EXPECT_EQ(frames.find(std::wstring_view(L"H")), frames.end());
+        EXPECT_TRUE(frames.contains(std::wstring_view(L"Harbour")));
+        EXPECT_FALSE(frames.contains(std::wstring_view(L"H")));
     });
     EXPECT_EQ(calls.total(), 0) << calls;
 }

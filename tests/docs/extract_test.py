@@ -131,7 +131,7 @@ class Extraction(unittest.TestCase):
         self.assert_refused("<!-- block a -->\n" + marked("b", "f();"), 2, "two markers")
 
     def test_a_text_after_tests_is_refused(self):
-        self.assert_refused(marked("a test", "TEST(A, B) {}") + PRINTS, 8, "no code before")
+        self.assert_refused(marked("a test", "TEST(A, B) {}") + PRINTS, 9, "no code before")
 
     def test_a_marker_on_what_is_no_code_is_refused(self):
         console = "<!-- block a -->\n```console\n$ ls\n```\n"
