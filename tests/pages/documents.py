@@ -9,9 +9,11 @@ import subprocess
 import sys
 from pathlib import Path
 
-FOLDERS = ("ole", "tools", "examples", "tests", "fuzz", "bench", "docs", "cmake", ".ci")
+FOLDERS = ("ole", "tools", "examples", "tests", "fuzz", "bench", "docs", "cmake", "packaging", ".ci")
 # What stands for a name, and what architecture.md adds in its examples.
 INVENTED = re.compile(r"NAME|TARGET|Power|Cpu")
+# Code, where `[](` begins a function.
+CODE = re.compile(r"^ *```.*?^ *```$", re.MULTILINE | re.DOTALL)
 
 
 def main(root):
@@ -30,7 +32,7 @@ def main(root):
             if path.split("/")[0] in FOLDERS and not INVENTED.search(path):
                 if not list(root.glob(path.rstrip("/"))):
                     wrong.append(f"{here}: there is no {path}")
-        for target in re.findall(r"\]\((?!https?:)([^)#]+)", text):
+        for target in re.findall(r"\]\((?!https?:)([^)#]+)", CODE.sub("", text)):
             if not (document.parent / target).exists():
                 wrong.append(f"{here}: links to {target}, which is not there")
     for command in sorted(commands - named["CONTRIBUTING.md"]):
