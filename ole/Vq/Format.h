@@ -14,8 +14,8 @@
 /// Nothing is allocated for it, but that a pair without a text builds one. Widths never mix: a wide
 /// string in a narrow format, or the other way round, does not compile.
 ///
-/// Optional: where {fmt} is not installed, this header is empty. The program links {fmt}, the library
-/// does not, and Vq/Vq.h never includes this.
+/// Optional: where {fmt} is not installed, this header is empty, and Vq/Vq.h never includes it. The
+/// program links {fmt}, the library does not.
 ///
 /// Thread rule: compatible.
 #pragma once
