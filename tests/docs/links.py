@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""links.py ROOT PAGE.md...: every link of a page to a file, or to a heading, of the project leads
+"""links.py ROOT PAGE.md...: every link of a page to a heading, its own or another page's, leads
 there. Pages are relative to ROOT."""
 import re
 import sys
@@ -20,22 +20,21 @@ def anchors_of(path):
     return {heading.replace(" ", "-") for heading in kept}
 
 
-def broken_links(page):
+def links_to_headings(page):
+    """Each with the page that it leads to."""
     for link in LINK.findall(prose_of(page)):
-        if re.match(r"[a-z]+:", link):
-            continue
-        place, _, anchor = link.partition("#")
-        target = page.parent / place if place else page
-        if not target.exists():
-            yield f"{page}: {link}: there is no such file"
-        elif anchor and anchor not in anchors_of(target):
-            yield f"{page}: {link}: there is no such heading"
+        place, mark, anchor = link.partition("#")
+        if mark and not re.match(r"[a-z]+:", link):
+            yield anchor, page.parent / place if place else page
 
 
 def main(arguments):
-    pages = [Path(arguments[0]) / page for page in arguments[1:]]
-    broken = [line for page in pages for line in broken_links(page)]
-    links = sum(len(LINK.findall(prose_of(page))) for page in pages)
+    links, broken = 0, []
+    for page in (Path(arguments[0]) / page for page in arguments[1:]):
+        for anchor, target in links_to_headings(page):
+            links += 1
+            if not target.is_file() or anchor not in anchors_of(target):
+                broken.append(f"{page}: {target.name}#{anchor}: there is no such heading")
     print("\n".join(broken + [f"{links} links, {len(broken)} of them broken"]))
     return 1 if broken or links == 0 else 0
 
