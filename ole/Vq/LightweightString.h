@@ -235,8 +235,13 @@ public:
         if (text.empty()) return *this;
         T* const to = lengthenInPlace(text.size());
         if (!to) return appendAnew(text, 0);
-        // The source may lie in this very block, and end with the terminator that was there.
-        Traits::move(to, text.data(), text.size());
+        // The source may lie in this very block. It ends where the new characters start then, or
+        // with the terminator that was there.
+        if (text.data() + text.size() == to + 1) [[unlikely]] {
+            Traits::move(to, text.data(), text.size());
+        } else {
+            Traits::copy(to, text.data(), text.size());
+        }
         return *this;
     }
     /// Appends `text` up to its terminator.
