@@ -73,6 +73,8 @@ This package holds the libraries that programs load.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvq-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${sameBuild}")
+# For Vq/Format.h, and for the headers of VqTest/ that are about tests of GoogleTest's.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libfmt-dev, libgtest-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "core utility library of a video application (development)
 Strings that copies share, handles, locks, checks and exceptions, settings

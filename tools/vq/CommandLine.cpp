@@ -79,7 +79,7 @@ private:
             return getSetting(target, words_[0], all_);
         });
         addSection(get);
-        addWord(get, "KEY", "the key");
+        addWord(get, "KEY", "the key; has to be given");
         get->add_flag("--all", all_, "the values of all settings of that key, in order");
     }
 
@@ -89,8 +89,8 @@ private:
             return setSetting(target, words_[0], words_[1]);
         });
         addSection(set);
-        addWord(set, "KEY", "the key");
-        addWord(set, "VALUE", "the value");
+        addWord(set, "KEY", "the key; has to be given");
+        addWord(set, "VALUE", "the value; has to be given");
     }
 
     void addRemove() {
