@@ -21,7 +21,7 @@ std::string quoted(std::string_view text, std::string_view marks = "") {
 }
 
 /// The arguments of `_arguments` for the options, one a line.
-std::string specifications(const std::vector<Option>& options) {
+std::string argumentsOf(const std::vector<Option>& options) {
     std::string lines;
     for (const Option& option : options) {
         std::string all = "(";
@@ -49,7 +49,7 @@ std::string functions(const Command& command) {
     for (const Command& below : command.commands) text += functions(below);
     text += functionName(command) + "() {\n";
     if (command.commands.empty()) {
-        text += "    _arguments -S" + specifications(command.options);
+        text += "    _arguments -S" + argumentsOf(command.options);
         for (const Word& word : command.arguments) {
             text += std::string(" \\\n        ") + (word.repeats ? "'*:" : "':") + word.name + ":" +
                     (word.isFile() ? "_files" : "()") + "'";
@@ -59,7 +59,7 @@ std::string functions(const Command& command) {
     text += "    local curcontext=\"$curcontext\" state line\n"
             "    typeset -A opt_args\n"
             "    _arguments -C -A '-*'" +
-            specifications(command.options) +
+            argumentsOf(command.options) +
             " \\\n        '1: :->command' '*:: :->words'\n"
             "    case $state in\n"
             "    command)\n"
