@@ -49,7 +49,7 @@ void decide() noexcept {
     while (heapKind.load() == HeapKind::kAsking) sched_yield(); // another thread asks
 }
 
-/// At the latest when the library has been loaded, before there are threads that would have to wait.
+/// At the latest when the library has been loaded, before there are threads that would wait.
 [[gnu::constructor]] void decideWhenLoaded() noexcept {
     if (heapKind.load() == HeapKind::kUnknown) decide();
 }

@@ -6,10 +6,10 @@
 /// block of one is never given to the other.
 ///
 /// That needs everybody in the process to call the operators of libVq, the C++ runtime included. A
-/// plug-in that is loaded with local binding cannot count on it: the runtime may be bound to its own
-/// operators, which use malloc, or another plug-in may call those of the runtime, which call some of
-/// libVq. So the first block asks whether libVq's operators are the program's and the runtime's, and
-/// where they are not, the heap is malloc, too.
+/// plug-in that is loaded with local binding cannot count on it: the runtime may be bound to its
+/// own operators, which use malloc, or another plug-in may call those of the runtime, which call
+/// some of libVq. So the first block asks whether libVq's operators are the program's and the
+/// runtime's, and where they are not, the heap is malloc, too.
 ///
 /// Thread rule: safe, also for blocks that another thread gives back, and in the child of a fork.
 #pragma once

@@ -426,8 +426,8 @@ VQ_EXPORTED_INSTANTIATION(class LightweightString<wchar_t>);
 static_assert(sizeof(LightweightString<char>) == 2 * sizeof(void*));
 static_assert(sizeof(LightweightString<wchar_t>) == 2 * sizeof(void*));
 
-/// In step with `==`. Transparent, as `std::equal_to<>` and `std::less<>` are: a table that has this
-/// and those finds its strings by a view too, which makes no string.
+/// In step with `==`. Transparent, as `std::equal_to<>` is: a table that has both finds its strings
+/// by a view too, which makes no string.
 template <class T> struct std::hash<LightweightString<T>> {
     using is_transparent = void; ///< views are hashed as strings are
 

@@ -11,5 +11,6 @@ cmake -G Ninja -S "$examples" -B "$folder" -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Wconversion -Wshadow"
 cmake --build "$folder"
 
-long=$(find "$examples" -name '*.cpp' -exec awk 'END { if (NR >= 60) print FILENAME ": " NR }' {} \;)
+long=$(find "$examples" -name '*.cpp' \
+    -exec awk 'END { if (NR >= 60) print FILENAME ": " NR }' {} \;)
 [ -z "$long" ] || { echo "60 lines or more: $long"; exit 1; }

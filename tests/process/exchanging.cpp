@@ -1,4 +1,4 @@
-// A plug-in with this library in which blocks go both ways between its own code and the C++ runtime.
+// A plug-in with this library, in which blocks go both ways between its code and the C++ runtime.
 #include "Vq/LightweightString.h"
 #include "Vq/Platform.h"
 
