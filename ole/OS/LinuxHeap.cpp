@@ -40,6 +40,8 @@ bool programHasOperators() noexcept {
     return found;
 }
 
+// As a rule while libVq is being loaded, which makes its constant strings then: before there are
+// threads that would have to wait. Not earlier, since the question reaches the program's operators.
 void decide() noexcept {
     HeapKind seen = HeapKind::kUnknown;
     if (heapKind.compare_exchange_strong(seen, HeapKind::kAsking)) {
@@ -47,11 +49,6 @@ void decide() noexcept {
                                                                    : HeapKind::kMalloc;
     }
     while (heapKind.load() == HeapKind::kAsking) sched_yield(); // another thread asks
-}
-
-/// At the latest when the library has been loaded, before there are threads that would wait.
-[[gnu::constructor]] void decideWhenLoaded() noexcept {
-    if (heapKind.load() == HeapKind::kUnknown) decide();
 }
 
 } // namespace
