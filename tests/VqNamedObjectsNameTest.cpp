@@ -29,7 +29,7 @@ std::string textOfNone(std::size_t count) {
 std::vector<std::string> namesOfOneChecksum() {
     std::vector<std::string> names{""};
     for (std::size_t count = 4; count <= 40; ++count) names.push_back(textOfNone(count));
-    for (const std::size_t count : {8, 18, 19, 20, 21, 22, 30}) {
+    for (const std::size_t count : {8u, 18u, 19u, 20u, 21u, 22u, 30u}) {
         names.push_back(textOfNone(count) + textOfNone(count));
         names.push_back(names.back() + textOfNone(4));
     }
