@@ -22,6 +22,7 @@ template <class T> struct MallocAllocator {
 
     /// Room for `count` objects; throws `std::bad_alloc`.
     T* allocate(std::size_t count) {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): of pointers too, where T is one
         void* block = std::malloc(count * sizeof(T));
         if (!block) throw std::bad_alloc();
         return static_cast<T*>(block);

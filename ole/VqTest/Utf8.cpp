@@ -44,7 +44,7 @@ wchar_t takeCharacter(std::string_view& bytes) {
 }
 
 void appendCharacter(MallocString& out, wchar_t character) {
-    auto value = static_cast<unsigned>(character);
+    auto value = static_cast<char32_t>(character);
     if (value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) value = kReplacement;
     const int continuations = value < 0x80 ? 0 : value < 0x800 ? 1 : value < 0x10000 ? 2 : 3;
     static constexpr unsigned kLeads[] = {0x00, 0xC0, 0xE0, 0xF0};
